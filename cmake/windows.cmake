@@ -1,0 +1,75 @@
+# The cross build: the real Win32 backend, vistrel.dll with its resources, the console host, and
+# test programs that CTest runs under Wine in a prefix of this build tree.
+enable_language(RC)
+set(CMAKE_RC_FLAGS "${CMAKE_RC_FLAGS} -I${PROJECT_SOURCE_DIR}")
+
+set(VISTREL_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
+configure_file(${PROJECT_SOURCE_DIR}/scripts/wine-exec.in ${CMAKE_BINARY_DIR}/wine-exec @ONLY
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_BINARY_DIR}/wine-exec)
+
+# Real Win32 backend of the platform layer.
+file(GLOB VISTREL_WIN32_SOURCES CONFIGURE_DEPENDS platform/win32/*.cpp)
+add_library(vistrel_win32 STATIC ${VISTREL_WIN32_SOURCES})
+vistrel_target(vistrel_win32)
+target_link_libraries(vistrel_win32 PUBLIC vistrel_core shlwapi shell32 ole32 oleaut32 uuid version
+    advapi32 user32 gdi32 comctl32)
+
+# The page's Win32 view and the Win32 parts of the console.
+file(GLOB_RECURSE VISTREL_UI_SOURCES CONFIGURE_DEPENDS console/win32/*.cpp)
+add_library(vistrel_ui STATIC ${VISTREL_UI_SOURCES})
+vistrel_target(vistrel_ui)
+target_link_libraries(vistrel_ui PUBLIC vistrel_win32)
+
+# vistrel.dll: the export, the DLL entry and the resources. The .def file keeps the export
+# table to process_data alone.
+file(GLOB VISTREL_DLL_SOURCES CONFIGURE_DEPENDS frame/win32/*.cpp frame/win32/*.rc)
+add_library(vistrel SHARED ${VISTREL_DLL_SOURCES} ${PROJECT_SOURCE_DIR}/frame/win32/vistrel.def)
+vistrel_target(vistrel)
+set_target_properties(vistrel PROPERTIES PREFIX "" OUTPUT_NAME vistrel)
+target_link_libraries(vistrel PRIVATE -Wl,--whole-archive vistrel_ui -Wl,--no-whole-archive
+    vistrel_win32 vistrel_core)
+
+# The console host.
+file(GLOB VISTREL_HOST_SOURCES CONFIGURE_DEPENDS host/*.cpp host/*.rc)
+if(VISTREL_HOST_SOURCES)
+    add_executable(vistrel-host WIN32 ${VISTREL_HOST_SOURCES})
+    vistrel_target(vistrel-host)
+    target_link_libraries(vistrel-host PRIVATE user32 gdi32 comctl32)
+    target_link_options(vistrel-host PRIVATE -municode)
+endif()
+
+# The install folder: the DLL, the language file and the host, ready to run.
+set(VISTREL_DIST ${CMAKE_BINARY_DIR}/dist)
+add_custom_target(dist ALL
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${VISTREL_DIST}/Lang
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel> ${VISTREL_DIST}/
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${PROJECT_SOURCE_DIR}/lang/l_vistrel.ini
+            ${VISTREL_DIST}/Lang/
+    DEPENDS vistrel)
+if(TARGET vistrel-host)
+    add_custom_command(TARGET dist POST_BUILD
+        COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel-host> ${VISTREL_DIST}/)
+endif()
+
+enable_testing()
+
+# The shared suites (unit tests and the contract suite on both backends) under Wine.
+add_executable(vistrel_tests ${VISTREL_TEST_SOURCES})
+vistrel_target(vistrel_tests)
+target_compile_definitions(vistrel_tests PRIVATE VISTREL_HAS_WIN32_BACKEND=1)
+target_link_libraries(vistrel_tests PRIVATE vistrel_memory vistrel_win32 gmock gtest)
+add_test(NAME wine_unit_and_contract COMMAND vistrel_tests)
+
+# Tests that only make sense on Windows: the DLL as a host loads it, the page, the editor.
+file(GLOB_RECURSE VISTREL_WINE_TEST_SOURCES CONFIGURE_DEPENDS tests/wine/*.cpp tests/support/win32/*.cpp)
+if(VISTREL_WINE_TEST_SOURCES)
+    add_executable(vistrel_wine_tests ${VISTREL_WINE_TEST_SOURCES})
+    vistrel_target(vistrel_wine_tests)
+    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_memory vistrel_win32 gmock gtest)
+    add_dependencies(vistrel_wine_tests dist)
+    target_compile_definitions(vistrel_wine_tests PRIVATE
+        VISTREL_DIST_DIR="${VISTREL_DIST}" VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    add_test(NAME wine_windows_only COMMAND vistrel_wine_tests)
+    set_tests_properties(wine_windows_only PROPERTIES RUN_SERIAL TRUE)
+endif()
