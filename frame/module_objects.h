@@ -1,0 +1,22 @@
+// The module-wide objects: one of each per loaded library, reached directly by every layer.
+#pragma once
+
+#include "include/vistrel/host.h"
+#include "libs/talutils/tal_debug.h"
+#include "libs/talutils/tdfile.h"
+
+class CVistrelMainPlugin;
+class CVistrelDlg;
+
+// The trace object: made at load with mode 0; command 0 sets its mode and file.
+extern CTalDebug g_trace;
+// The root of the category tree: command 0 makes it, command 1 deletes it.
+extern CVistrelMainPlugin* g_rootSource;
+// The open language file, null when it could not be read.
+extern _TDFILE* g_textFile;
+// The host's service, copied by command 0; never cleared.
+extern vistrel::HostCallback g_hostService;
+// The page object: command 0 makes it when the host has a service, command 1 deletes it.
+extern CVistrelDlg* g_dialog;
+// The descriptor the host reads through command 2.
+extern vistrel::PluginDescriptor g_descriptor;
