@@ -49,8 +49,9 @@ std::int32_t ForEachValueToken(platform::RegKey root, const char16_t* subKey,
                                const char16_t* valueName, const char16_t* delimiters,
                                RegTokenCallback callback, void* context);
 
-// The token buffer (kRegToolBufferChars characters, zeroed at load, never terminated by the
-// reader): ForEachValueToken reads into it, and so may the list readers of the logon values.
+// The token buffer (kRegToolBufferChars characters, zeroed at load): ForEachValueToken reads into
+// it (at most kRegToolDataBytes bytes, ended right after what was read), and so may the list
+// readers of the logon values.
 char16_t* RegTokenStringBuffer();
 
 // The writers return true when the helper's status is not negative. With a null helper or a
