@@ -106,8 +106,9 @@ void BuildSearchFolders(std::vector<std::u16string>& folders) {
             folders.push_back(WithBackslash(system.substr(0, at)));
     }
 
+    // An unset PATH comes back from the expansion as written: there are no folders in it then.
     std::u16string path;
-    if (!ExpandVariables(u"%PATH%", path)) return;
+    if (!ExpandVariables(u"%PATH%", path) || path == u"%PATH%") return;
     std::size_t start = 0;
     while (start <= path.size()) {
         std::size_t end = path.find(u';', start);
