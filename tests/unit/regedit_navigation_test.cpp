@@ -1,0 +1,234 @@
+// Going to a key in the registry editor: restarting it with "LastKey" on current systems, and
+// typing the key into its tree on old ones.
+#include "tools/regedit_navigation.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "tests/unit/tools_test_support.h"
+
+namespace {
+
+using platform::kHkeyCurrentUser;
+using platform::kHkeyLocalMachine;
+
+constexpr const char16_t* kLastKeyPath =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit";
+
+class GoToKeyTest : public ToolsTest {
+  protected:
+    GoToKeyTest() {
+        CreateElevatedHelperSupport();
+        CElevatedHelperFactory::ResetRequestCounts();
+        machine_.SetOsVersion(10, 0);
+    }
+
+    std::optional<std::u16string> LastKey() const {
+        return machine_.GetString(kHkeyCurrentUser, kLastKeyPath, u"LastKey");
+    }
+
+    platform::WindowHandle AddEditor(std::uint32_t processId) {
+        machine_.AddProcess(processId, u"regedit.exe");
+        return machine_.AddWindow(u"RegEdit_RegEdit", u"Registry Editor", processId);
+    }
+
+    void ExpectEditorStarted() {
+        ASSERT_EQ(machine_.Started().size(), 1u);
+        const platform::memory::StartedProcess& started = machine_.Started()[0];
+        EXPECT_EQ(started.file, u"regedit.exe");
+        EXPECT_EQ(started.parameters, u"");
+        EXPECT_EQ(started.mask, 64u);
+        EXPECT_EQ(started.show, 10);
+    }
+
+    // The calls that move the editor, in the form the machine records them.
+    std::vector<std::string> DrivingCalls() const {
+        std::vector<std::string> calls;
+        for (const std::string& call : machine_.WindowCalls()) {
+            for (const char* prefix : {"Show ", "SetForeground ", "SetFocus ", "Send ", "Sleep "}) {
+                if (call.rfind(prefix, 0) == 0) calls.push_back(call);
+            }
+        }
+        return calls;
+    }
+};
+
+TEST_F(GoToKeyTest, WithoutEditorTheDirectHelperWritesLastKeyAndStartsIt) {
+    EXPECT_TRUE(GoToKey(kHkeyLocalMachine, u"Software\\Vendor\\Run", u"Value"));
+    EXPECT_EQ(LastKey(), u"Computer\\HKEY_LOCAL_MACHINE\\Software\\Vendor\\Run");
+    ExpectEditorStarted();
+    EXPECT_TRUE(machine_.Terminated().empty());
+    EXPECT_EQ(CElevatedHelperFactory::DirectHelperRequests(), 1u);
+    EXPECT_EQ(CElevatedHelperFactory::ProperHelperRequests(), 0u);
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: sendKeys = 0"));
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: creating regedit process"));
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: <="));
+    EXPECT_FALSE(Logged("Vistrel_GoToKey: regedit found"));
+}
+
+TEST_F(GoToKeyTest, RunningEditorIsEndedByTheElevatedHelperAndStartedAgain) {
+    AddEditor(4321);
+    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"Software\\A", nullptr));
+    EXPECT_EQ(machine_.Terminated(), std::vector<std::uint32_t>{4321});
+    EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\Software\\A");
+    ExpectEditorStarted();
+    EXPECT_EQ(CElevatedHelperFactory::ProperHelperRequests(), 1u);
+    EXPECT_EQ(CElevatedHelperFactory::DirectHelperRequests(), 0u);
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: regedit found"));
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: invoking Proc_Kill"));
+}
+
+TEST_F(GoToKeyTest, FailedKillStillWritesLastKeyAndStartsASecondEditor) {
+    AddEditor(4321);
+    machine_.FailTerminate(4321, platform::kErrorAccessDenied);
+    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"Software\\A", nullptr));
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: Could not kill regedit process 4321"));
+    EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\Software\\A");
+    ExpectEditorStarted();
+}
+
+TEST_F(GoToKeyTest, TranslatedEditorTitleCountsAsNotRunning) {
+    machine_.AddProcess(77, u"regedit.exe");
+    machine_.AddWindow(u"RegEdit_RegEdit", u"Registrierungs-Editor", 77);
+    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"K", nullptr));
+    EXPECT_TRUE(machine_.Terminated().empty());
+    EXPECT_EQ(CElevatedHelperFactory::DirectHelperRequests(), 1u);
+}
+
+TEST_F(GoToKeyTest, UnknownRootGivesTwoBackslashes) {
+    EXPECT_TRUE(GoToKey(platform::PredefinedKey(0x80000077u), u"key", nullptr));
+    EXPECT_EQ(LastKey(), u"Computer\\\\key");
+    EXPECT_EQ(std::u16string(RegistryRootName(platform::kHkeyCurrentConfig)),
+              u"HKEY_CURRENT_CONFIG");
+    EXPECT_EQ(std::u16string(RegistryRootName(platform::kHkeyPerformanceData)),
+              u"HKEY_PERFORMANCE_DATA");
+}
+
+TEST_F(GoToKeyTest, FailingStartIsLoggedAndGivesFalse) {
+    machine_.FailStart(platform::kErrorFileNotFound);
+    EXPECT_FALSE(GoToKey(kHkeyCurrentUser, u"K", nullptr));
+    EXPECT_TRUE(Logged("Vistrel:GoToKey: Failed creating process. hr = 0X80070002"));
+    EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\K");
+    EXPECT_FALSE(Logged("Vistrel_GoToKey: <="));
+}
+
+TEST_F(GoToKeyTest, NoHelperMeansNothingIsEndedOrStarted) {
+    AddEditor(4321);
+    DestroyElevatedHelperSupport();
+    EXPECT_FALSE(GoToKey(kHkeyCurrentUser, u"K", nullptr));
+    EXPECT_TRUE(
+        Logged("Vistrel_GoToKey: failed to get helper used to terminate the process, quitting "
+               "method..."));
+    EXPECT_TRUE(machine_.Terminated().empty());
+    EXPECT_TRUE(machine_.Started().empty());
+    EXPECT_FALSE(LastKey().has_value());
+}
+
+TEST_F(GoToKeyTest, OnlyOldSystemsTypeTheKey) {
+    const struct {
+        bool readable;
+        std::uint32_t major, minor;
+        const char* line;
+    } cases[] = {{true, 4, 0, "Vistrel_GoToKey: sendKeys = 1"},
+                 {true, 4, 10, "Vistrel_GoToKey: sendKeys = 1"},
+                 {true, 4, 90, "Vistrel_GoToKey: sendKeys = 0"},
+                 {true, 5, 0, "Vistrel_GoToKey: sendKeys = 0"},
+                 {false, 0, 0, "Vistrel_GoToKey: sendKeys = 1"}};
+    for (const auto& c : cases) {
+        if (c.readable)
+            machine_.SetOsVersion(c.major, c.minor);
+        else
+            machine_.FailOsVersion();
+        machine_.ClearTrace();
+        GoToKey(kHkeyCurrentUser, u"K", nullptr);
+        EXPECT_TRUE(Logged(c.line)) << c.major << "." << c.minor;
+    }
+}
+
+std::string Handle(platform::WindowHandle window) {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%llx",
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(window)));
+    return text;
+}
+
+class TypedKeys : public GoToKeyTest {
+  protected:
+    TypedKeys() {
+        machine_.SetOsVersion(4, 0);
+        editor_ = AddEditor(900);
+        tree_ = machine_.AddWindow(u"SysTreeView32", u"", 900, editor_);
+        list_ = machine_.AddWindow(u"SysListView32", u"", 900, editor_);
+    }
+
+    std::string Send(platform::WindowHandle w, unsigned message, unsigned wParam) const {
+        return "Send " + Handle(w) + " " + std::to_string(message) + " " + std::to_string(wParam) +
+               " 0";
+    }
+
+    std::vector<std::string> Opening(int show) const {
+        std::vector<std::string> calls = {"Show " + Handle(editor_) + " " + std::to_string(show),
+                                          "SetForeground " + Handle(editor_),
+                                          "SetForeground " + Handle(tree_),
+                                          "SetFocus " + Handle(tree_)};
+        for (int i = 0; i < 30; ++i) calls.push_back(Send(tree_, 256, 37));
+        calls.push_back("Sleep 100");
+        return calls;
+    }
+
+    platform::WindowHandle editor_, tree_, list_;
+};
+
+TEST_F(TypedKeys, KeyIsTypedInUpperCaseAndTheValueSelected) {
+    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"Ab", u"v1"));
+    std::vector<std::string> expected = Opening(5);
+    // From the first backslash on: "\HKEY_CURRENT_USER\Ab".
+    for (char16_t c : std::u16string(u"\\HKEY_CURRENT_USER\\AB")) {
+        if (c == u'\\') {
+            expected.push_back(Send(tree_, 256, 39));
+            expected.push_back("Sleep 100");
+        } else {
+            expected.push_back(Send(tree_, 258, c));
+        }
+    }
+    for (const std::string& call :
+         {"SetForeground " + Handle(list_), "SetFocus " + Handle(list_), std::string("Sleep 700"),
+          Send(list_, 256, 36), Send(list_, 258, u'V'), Send(list_, 258, u'1'),
+          "SetForeground " + Handle(editor_), "SetFocus " + Handle(editor_)})
+        expected.push_back(call);
+    EXPECT_EQ(DrivingCalls(), expected);
+    EXPECT_TRUE(machine_.Started().empty());
+    EXPECT_TRUE(machine_.Terminated().empty());
+    EXPECT_FALSE(LastKey().has_value());
+    EXPECT_TRUE(Logged("[vistrel] GoToKey_Regedit_: send keys"));
+}
+
+TEST_F(TypedKeys, MinimisedEditorIsRestoredAndAKeyWithoutValueIsOpened) {
+    machine_.SetShowCommand(editor_, 2);
+    EXPECT_TRUE(GoToKey_Regedit(editor_, u"Computer\\x", nullptr));
+    std::vector<std::string> expected = Opening(9);
+    for (const std::string& call :
+         {Send(tree_, 256, 39), std::string("Sleep 100"), Send(tree_, 258, u'X'),
+          Send(tree_, 256, 39), "SetForeground " + Handle(editor_), "SetFocus " + Handle(editor_)})
+        expected.push_back(call);
+    EXPECT_EQ(DrivingCalls(), expected);
+}
+
+TEST_F(TypedKeys, PathWithoutAKeyAfterItsFirstBackslashSendsNothing) {
+    EXPECT_FALSE(GoToKey_Regedit(editor_, u"Computer\\", nullptr));
+    EXPECT_FALSE(GoToKey_Regedit(editor_, u"Computer", nullptr));
+    EXPECT_TRUE(DrivingCalls().empty());
+}
+
+TEST_F(GoToKeyTest, OldSystemEditorWithoutTreeFallsThroughToTheRestart) {
+    machine_.SetOsVersion(4, 0);
+    AddEditor(55);
+    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"K", nullptr));
+    EXPECT_TRUE(Logged("[vistrel] GoToKey_Regedit_: send keys"));
+    EXPECT_EQ(machine_.Terminated(), std::vector<std::uint32_t>{55});
+    EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\K");
+    ExpectEditorStarted();
+}
+
+}  // namespace
