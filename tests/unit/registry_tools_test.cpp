@@ -3,57 +3,36 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "platform/unique_handle.h"
 #include "tests/unit/tools_test_support.h"
 
 namespace {
 
 using platform::kHkeyCurrentUser;
-using platform::kHkeyLocalMachine;
 
-struct SeenValue {
-    std::u16string name;
-    std::u16string text;  // the data read as wide text up to its first NUL
-    std::uint32_t bytes;
-    std::uint32_t type;
-};
-
-struct ValueLog {
-    std::vector<SeenValue> seen;
+struct Seen {
+    std::vector<std::u16string> names, texts;
+    std::vector<std::uint32_t> bytes;
     std::size_t stopAfter = 1000;
 };
 
-bool CollectValue(const char16_t* name, const void* data, std::uint32_t bytes, std::uint32_t type,
+bool CollectValue(const char16_t* name, const void* data, std::uint32_t bytes, std::uint32_t,
                   void* context) {
-    auto* log = static_cast<ValueLog*>(context);
-    log->seen.push_back({name, static_cast<const char16_t*>(data), bytes, type});
-    return log->seen.size() < log->stopAfter;
+    auto* seen = static_cast<Seen*>(context);
+    seen->names.push_back(name);
+    seen->texts.push_back(static_cast<const char16_t*>(data));
+    seen->bytes.push_back(bytes);
+    return seen->names.size() < seen->stopAfter;
 }
 
-struct KeyLog {
-    std::vector<std::u16string> paths;
-    std::vector<platform::RegKey> roots;
-    std::size_t stopAfter = 1000;
-};
-
-bool CollectKey(platform::RegKey root, const char16_t* path, void* context) {
-    auto* log = static_cast<KeyLog*>(context);
-    log->paths.push_back(path);
-    log->roots.push_back(root);
-    return log->paths.size() < log->stopAfter;
+bool CollectText(platform::RegKey, const char16_t* text, void* context) {
+    auto* seen = static_cast<Seen*>(context);
+    seen->names.push_back(text);
+    return seen->names.size() < seen->stopAfter;
 }
-
-struct TokenLog {
-    std::vector<std::u16string> tokens;
-    std::size_t stopAfter = 1000;
-};
 
 bool CollectToken(const char16_t* token, void* context) {
-    auto* log = static_cast<TokenLog*>(context);
-    log->tokens.push_back(token);
-    return log->tokens.size() < log->stopAfter;
+    return CollectText({}, token, context);
 }
 
 std::string Bytes(std::u16string_view text) {
@@ -71,63 +50,42 @@ class RegistryTools : public ToolsTest {
             platform::kErrorSuccess);
         return key;
     }
-
-    ValueLog WalkValues(bool expected) {
+    Seen WalkValues(bool expected, std::size_t stopAfter = 1000) {
         platform::UniqueRegKey key = Open();
-        ValueLog log;
-        EXPECT_EQ(EnumRegValues(key.get(), &CollectValue, &log), expected);
-        return log;
+        Seen seen;
+        seen.stopAfter = stopAfter;
+        EXPECT_EQ(EnumRegValues(key.get(), &CollectValue, &seen), expected);
+        return seen;
+    }
+    std::int32_t Tokens(const char16_t* value, Seen& seen) {
+        return ForEachValueToken(kHkeyCurrentUser, kKey, value, u" ,", &CollectToken, &seen);
     }
 };
 
-TEST_F(RegistryTools, EmptyKeyGivesTrueAndNoCallback) {
+TEST_F(RegistryTools, WalkEndsAtAnOversizeValueOrWhenTheCallbackStops) {
     machine_.AddKey(kHkeyCurrentUser, kKey);
-    EXPECT_TRUE(WalkValues(true).seen.empty());
-}
+    EXPECT_TRUE(WalkValues(true).names.empty());
 
-TEST_F(RegistryTools, ValuesComeInOrderWithSizeAndType) {
-    machine_.SetString(kHkeyCurrentUser, kKey, u"", u"default");
-    machine_.SetString(kHkeyCurrentUser, kKey, u"Exp", u"%WINDIR%\\x.exe", platform::kRegExpandSz);
-    machine_.SetDword(kHkeyCurrentUser, kKey, u"Count", 7);
-    ValueLog log = WalkValues(true);
-    ASSERT_EQ(log.seen.size(), 3u);
-    EXPECT_EQ(log.seen[0].name, u"");
-    EXPECT_EQ(log.seen[0].text, u"default");
-    EXPECT_EQ(log.seen[0].bytes, 16u);
-    EXPECT_EQ(log.seen[1].type, platform::kRegExpandSz);
-    EXPECT_EQ(log.seen[1].text, u"%WINDIR%\\x.exe");
-    EXPECT_EQ(log.seen[2].type, platform::kRegDword);
-    EXPECT_EQ(log.seen[2].bytes, 4u);
-}
-
-TEST_F(RegistryTools, OversizeValueEndsTheWalkWithTrue) {
     machine_.SetString(kHkeyCurrentUser, kKey, u"A", u"first");
     machine_.SetRaw(kHkeyCurrentUser, kKey, u"Big", platform::kRegBinary, std::string(4097, 'x'));
     machine_.SetString(kHkeyCurrentUser, kKey, u"C", u"behind");
-    ValueLog log = WalkValues(true);
-    ASSERT_EQ(log.seen.size(), 1u);
-    EXPECT_EQ(log.seen[0].name, u"A");
+    EXPECT_EQ(WalkValues(true).names, std::vector<std::u16string>{u"A"});
+    EXPECT_EQ(WalkValues(false, 1).names, std::vector<std::u16string>{u"A"});
+
+    machine_.FailEnumeration(kHkeyCurrentUser, kKey);
+    EXPECT_TRUE(WalkValues(true).names.empty());
 }
 
-TEST_F(RegistryTools, StringFilling4096BytesWithoutTerminatorIsDeliveredWhole) {
-    const std::u16string text(2048, u'q');
-    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Full", platform::kRegSz, Bytes(text));
-    ValueLog log = WalkValues(true);
-    ASSERT_EQ(log.seen.size(), 1u);
-    EXPECT_EQ(log.seen[0].text, text);
-    EXPECT_EQ(log.seen[0].bytes, 4096u);
-}
-
-TEST_F(RegistryTools, UnterminatedStringDoesNotPickUpTheLongerValueBeforeIt) {
+TEST_F(RegistryTools, StringDataIsAlwaysTerminatedWithinItsOwnBytes) {
+    const std::u16string full(2048, u'q');
     machine_.SetString(kHkeyCurrentUser, kKey, u"Long", u"C:\\long\\path.exe");
     machine_.SetRaw(kHkeyCurrentUser, kKey, u"Short", platform::kRegSz, Bytes(u"ab"));
     machine_.SetRaw(kHkeyCurrentUser, kKey, u"Odd", platform::kRegExpandSz, Bytes(u"xyz") + "w");
-    ValueLog log = WalkValues(true);
-    ASSERT_EQ(log.seen.size(), 3u);
-    EXPECT_EQ(log.seen[1].text, u"ab");
-    EXPECT_EQ(log.seen[1].bytes, 4u);
-    EXPECT_EQ(log.seen[2].text, u"xyz");
-    EXPECT_EQ(log.seen[2].bytes, 7u);
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Full", platform::kRegSz, Bytes(full));
+    Seen seen = WalkValues(true);
+    EXPECT_EQ(seen.texts,
+              (std::vector<std::u16string>{u"C:\\long\\path.exe", u"ab", u"xyz", full}));
+    EXPECT_EQ(seen.bytes, (std::vector<std::uint32_t>{34, 4, 7, 4096}));
 }
 
 TEST_F(RegistryTools, MultiStringEndsInTwoNuls) {
@@ -135,186 +93,112 @@ TEST_F(RegistryTools, MultiStringEndsInTwoNuls) {
     machine_.SetRaw(kHkeyCurrentUser, kKey, u"Multi", platform::kRegMultiSz,
                     Bytes(std::u16string(u"a\0b", 3)));
     platform::UniqueRegKey key = Open();
-    struct Context {
-        std::u16string second;
-    } context;
-    auto callback = [](const char16_t* name, const void* data, std::uint32_t, std::uint32_t,
-                       void* ctx) {
-        if (std::u16string_view(name) == u"Multi") {
-            const auto* text = static_cast<const char16_t*>(data);
-            static_cast<Context*>(ctx)->second.assign(text, 5);
-        }
+    std::u16string multi;
+    auto callback = [](const char16_t*, const void* data, std::uint32_t, std::uint32_t type,
+                       void* out) {
+        if (type == platform::kRegMultiSz)
+            static_cast<std::u16string*>(out)->assign(static_cast<const char16_t*>(data), 5);
         return true;
     };
-    EXPECT_TRUE(EnumRegValues(key.get(), callback, &context));
-    EXPECT_EQ(context.second, std::u16string(u"a\0b\0\0", 5));
+    EXPECT_TRUE(EnumRegValues(key.get(), callback, &multi));
+    EXPECT_EQ(multi, std::u16string(u"a\0b\0\0", 5));
 }
 
-TEST_F(RegistryTools, CallbackStoppingAtTheFirstValueGivesFalse) {
-    machine_.SetString(kHkeyCurrentUser, kKey, u"A", u"1");
-    machine_.SetString(kHkeyCurrentUser, kKey, u"B", u"2");
-    platform::UniqueRegKey key = Open();
-    ValueLog log;
-    log.stopAfter = 1;
-    EXPECT_FALSE(EnumRegValues(key.get(), &CollectValue, &log));
-    EXPECT_EQ(log.seen.size(), 1u);
-}
-
-TEST_F(RegistryTools, FailingEnumerationLooksLikeAnEmptyKey) {
-    machine_.SetString(kHkeyCurrentUser, kKey, u"A", u"1");
-    machine_.AddKey(kHkeyCurrentUser, u"Software\\Test\\Sub");
-    machine_.FailEnumeration(kHkeyCurrentUser, kKey);
-    EXPECT_TRUE(WalkValues(true).seen.empty());
-    platform::UniqueRegKey key = Open();
-    KeyLog keys;
-    EXPECT_TRUE(EnumRegKeys(kHkeyCurrentUser, kKey, key.get(), &CollectKey, &keys));
-    EXPECT_TRUE(keys.paths.empty());
-}
-
-TEST_F(RegistryTools, SubKeysArriveAsFullPathsUnderTheGivenRoot) {
+TEST_F(RegistryTools, SubKeysArriveAsFullPathsAndTheCallbackCanStop) {
     machine_.AddKey(kHkeyCurrentUser, u"A\\B\\C");
     machine_.AddKey(kHkeyCurrentUser, u"A\\B\\D\\E");
     platform::UniqueRegKey key = Open(u"A\\B");
-    KeyLog log;
-    EXPECT_TRUE(EnumRegKeys(kHkeyLocalMachine, u"A\\B", key.get(), &CollectKey, &log));
-    EXPECT_EQ(log.paths, (std::vector<std::u16string>{u"A\\B\\C", u"A\\B\\D"}));
-    EXPECT_EQ(log.roots, (std::vector<platform::RegKey>{kHkeyLocalMachine, kHkeyLocalMachine}));
-
-    KeyLog fromEmpty;
-    fromEmpty.stopAfter = 1;
-    EXPECT_FALSE(EnumRegKeys(kHkeyCurrentUser, u"", key.get(), &CollectKey, &fromEmpty));
-    EXPECT_EQ(fromEmpty.paths, std::vector<std::u16string>{u"\\C"});
+    Seen all;
+    EXPECT_TRUE(EnumRegKeys(kHkeyCurrentUser, u"A\\B", key.get(), &CollectText, &all));
+    EXPECT_EQ(all.names, (std::vector<std::u16string>{u"A\\B\\C", u"A\\B\\D"}));
+    Seen first;
+    first.stopAfter = 1;
+    EXPECT_FALSE(EnumRegKeys(kHkeyCurrentUser, u"", key.get(), &CollectText, &first));
+    EXPECT_EQ(first.names, std::vector<std::u16string>{u"\\C"});
 }
 
 TEST_F(RegistryTools, TokensAreSplitOnBlanksAndCommas) {
     machine_.SetString(kHkeyCurrentUser, kKey, u"List", u" a.exe, b.exe ,,c.exe ");
-    machine_.SetString(kHkeyCurrentUser, kKey, u"Empty", u"");
     machine_.SetString(kHkeyCurrentUser, kKey, u"Blank", u" , ");
-
-    TokenLog all;
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"List", u" ,", &CollectToken, &all), 3);
-    EXPECT_EQ(all.tokens, (std::vector<std::u16string>{u"a.exe", u"b.exe", u"c.exe"}));
-
-    TokenLog stopped;
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Short", platform::kRegSz, Bytes(u"xy"));
+    Seen all, stopped, none, shortOne;
     stopped.stopAfter = 2;
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"List", u" ,", &CollectToken, &stopped),
-              2);
-
-    TokenLog none;
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"Empty", u" ,", &CollectToken, &none), 0);
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"Blank", u" ,", &CollectToken, &none), 0);
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"Missing", u" ,", &CollectToken, &none),
-              -1);
+    EXPECT_EQ(Tokens(u"List", all), 3);
+    EXPECT_EQ(all.names, (std::vector<std::u16string>{u"a.exe", u"b.exe", u"c.exe"}));
+    EXPECT_EQ(Tokens(u"List", stopped), 2);
+    EXPECT_EQ(Tokens(u"Blank", none), 0);
+    EXPECT_EQ(Tokens(u"Missing", none), -1);
     EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, u"No\\Key", u"List", u" ,", &CollectToken, &none),
               -1);
-    EXPECT_TRUE(none.tokens.empty());
+    // An unterminated value read after a longer one yields only its own token.
+    EXPECT_EQ(Tokens(u"Short", shortOne), 1);
+    EXPECT_EQ(shortOne.names, std::vector<std::u16string>{u"xy"});
 }
 
-TEST_F(RegistryTools, ShortTokenValueAfterALongOneYieldsOnlyItsOwnTokens) {
-    machine_.SetString(kHkeyCurrentUser, kKey, u"Long", u"one two three four");
-    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Short", platform::kRegSz, Bytes(u"xy"));
-    TokenLog log;
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"Long", u" ,", &CollectToken, &log), 4);
-    TokenLog shortLog;
-    EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, kKey, u"Short", u" ,", &CollectToken, &shortLog),
-              1);
-    EXPECT_EQ(shortLog.tokens, std::vector<std::u16string>{u"xy"});
-}
-
-// A recording helper owned for one test.
-struct HelperHolder {
-    HelperHolder() : helper(new RecordingHelper()) {}
-    ~HelperHolder() { helper->Release(); }
-    RecordingHelper* helper;
+class RegistryWriters : public ToolsTest {
+  protected:
+    RegistryWriters() { EXPECT_EQ(CElevatedHelperFactory::GetDirectHelper(&helper_), 0); }
+    ~RegistryWriters() override { helper_->Release(); }
+    IElevatedHelper* helper_ = nullptr;
 };
 
-TEST_F(RegistryTools, SetRegValueSwapsSizeAndTypeAndWidensTheSize) {
-    HelperHolder holder;
-    const char16_t data[] = u"x";
-    EXPECT_TRUE(SetRegValue(holder.helper, kHkeyLocalMachine, u"Software\\K", nullptr, data,
-                            platform::kRegMultiSz, -1, 1));
-    ASSERT_EQ(holder.helper->calls.size(), 1u);
-    const RecordingHelper::Call& call = holder.helper->calls[0];
-    EXPECT_EQ(call.operation, "Reg_SetValue");
-    EXPECT_EQ(call.root, kHkeyLocalMachine);
-    EXPECT_EQ(call.keyPath, u"Software\\K");
-    EXPECT_EQ(call.valueName, u"");
-    EXPECT_EQ(call.data, data);
-    EXPECT_EQ(call.size, -1);
-    EXPECT_EQ(call.type, platform::kRegMultiSz);
-    EXPECT_EQ(call.flag, 1);
+TEST_F(RegistryWriters, RemoveExactlyWhatIsNamed) {
+    machine_.SetString(kHkeyCurrentUser, u"T\\Gone\\Deep", u"v", u"1");
+    machine_.SetString(kHkeyCurrentUser, u"T\\Stays", u"v", u"1");
+    machine_.SetString(kHkeyCurrentUser, u"T", u"Remove", u"1");
+    machine_.SetString(kHkeyCurrentUser, u"T", u"Keep", u"1");
+    EXPECT_TRUE(DeleteRegKey(helper_, kHkeyCurrentUser, u"T\\Gone"));
+    EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"T\\Gone"));
+    EXPECT_TRUE(machine_.HasKey(kHkeyCurrentUser, u"T\\Stays"));
+    EXPECT_TRUE(DeleteRegValue(helper_, kHkeyCurrentUser, u"T", u"Remove"));
+    EXPECT_EQ(machine_.ValueNames(kHkeyCurrentUser, u"T"), std::vector<std::u16string>{u"Keep"});
 }
 
-TEST_F(RegistryTools, NegativeHelperResultsAreLoggedAndGiveFalse) {
-    HelperHolder holder;
-    holder.helper->status = platform::kEAccessDenied;
+TEST_F(RegistryWriters, SetValueKeepsSizeAndTypeApartAndCreatesKeysOnlyWithFlagOne) {
+    const std::uint8_t data[] = {1, 2, 3, 4, 5};
+    EXPECT_FALSE(SetRegValue(helper_, kHkeyCurrentUser, u"New", u"V", data, 3, 5, 0));
+    EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"New"));
+    EXPECT_TRUE(SetRegValue(helper_, kHkeyCurrentUser, u"New", nullptr, data, 3, 5, 1));
+    platform::UniqueRegKey key;
+    ASSERT_EQ(machine_.registry().OpenKey(kHkeyCurrentUser, u"New", platform::kKeyRead, key.put()),
+              platform::kErrorSuccess);
+    std::uint32_t type = 0, bytes = 0;
+    EXPECT_EQ(machine_.registry().QueryValue(key.get(), u"", &type, nullptr, &bytes),
+              platform::kErrorSuccess);
+    EXPECT_EQ(type, platform::kRegBinary);
+    EXPECT_EQ(bytes, 5u);
+    // A negative size reaches the helper sign-extended, and the helper refuses it.
+    EXPECT_FALSE(SetRegValue(helper_, kHkeyCurrentUser, u"New", u"V", data, 3, -1, 0));
+}
+
+TEST_F(RegistryWriters, FailuresAreLoggedWithRootAndStatus) {
+    machine_.SetString(platform::kHkeyLocalMachine, u"K", u"V", u"1");
+    machine_.FailWrites(platform::kHkeyLocalMachine, u"K", platform::kErrorAccessDenied);
     machine_.ClearTrace();
-    EXPECT_FALSE(DeleteRegKey(holder.helper, kHkeyLocalMachine, u"Software\\K"));
-    EXPECT_FALSE(DeleteRegValue(holder.helper, kHkeyLocalMachine, u"Software\\K", u"V"));
-    EXPECT_FALSE(
-        SetRegValue(holder.helper, kHkeyLocalMachine, u"Software\\K", nullptr, u"", 1, 2, 0));
-    EXPECT_EQ(
-        machine_.TraceMessages(),
-        (std::vector<std::string>{
-            "Vistrel:DeleteRegKey: Can't delete registry key Software\\K from root "
-            "FFFFFFFF80000002. hr=0X80070005",
-            "Vistrel:DeleteRegValue: Can't delete registry value V from key Software\\K from "
-            "root FFFFFFFF80000002. hr=0X80070005",
-            "Vistrel:DeleteRegValue: Can't SET registry value  from key Software\\K from root "
-            "FFFFFFFF80000002. hr=0X80070005"}));
-
-    holder.helper->status = platform::kSFalse;
-    EXPECT_TRUE(DeleteRegKey(holder.helper, kHkeyLocalMachine, u"Software\\K"));
+    EXPECT_FALSE(DeleteRegKey(helper_, platform::kHkeyLocalMachine, u"K"));
+    EXPECT_FALSE(DeleteRegValue(helper_, platform::kHkeyLocalMachine, u"K", u"V"));
+    EXPECT_FALSE(SetRegValue(helper_, platform::kHkeyLocalMachine, u"K", nullptr, u"", 1, 2, 0));
+    EXPECT_EQ(machine_.TraceMessages(),
+              (std::vector<std::string>{
+                  "Vistrel:DeleteRegKey: Can't delete registry key K from root FFFFFFFF80000002. "
+                  "hr=0X80070005",
+                  "Vistrel:DeleteRegValue: Can't delete registry value V from key K from root "
+                  "FFFFFFFF80000002. hr=0X80070005",
+                  "Vistrel:DeleteRegValue: Can't SET registry value  from key K from root "
+                  "FFFFFFFF80000002. hr=0X80070005"}));
 }
 
-TEST_F(RegistryTools, NullHelperOrTextMakesNoCallAndNoLogLine) {
-    HelperHolder holder;
+TEST_F(RegistryWriters, NullHelperOrTextChangesNothingAndLogsNothing) {
+    machine_.SetString(kHkeyCurrentUser, u"K", u"V", u"1");
     machine_.ClearTrace();
     EXPECT_FALSE(DeleteRegKey(nullptr, kHkeyCurrentUser, u"K"));
     EXPECT_FALSE(DeleteRegValue(nullptr, kHkeyCurrentUser, u"K", u"V"));
     EXPECT_FALSE(SetRegValue(nullptr, kHkeyCurrentUser, u"K", u"V", u"", 1, 2, 0));
-    EXPECT_FALSE(DeleteRegKey(holder.helper, kHkeyCurrentUser, nullptr));
-    EXPECT_FALSE(DeleteRegValue(holder.helper, kHkeyCurrentUser, u"K", nullptr));
-    EXPECT_FALSE(DeleteRegValue(holder.helper, kHkeyCurrentUser, nullptr, u"V"));
-    EXPECT_FALSE(SetRegValue(holder.helper, kHkeyCurrentUser, nullptr, u"V", u"", 1, 2, 0));
-    EXPECT_TRUE(holder.helper->calls.empty());
+    EXPECT_FALSE(DeleteRegKey(helper_, kHkeyCurrentUser, nullptr));
+    EXPECT_FALSE(DeleteRegValue(helper_, kHkeyCurrentUser, u"K", nullptr));
+    EXPECT_FALSE(SetRegValue(helper_, kHkeyCurrentUser, nullptr, u"V", u"", 1, 2, 0));
+    EXPECT_EQ(machine_.GetString(kHkeyCurrentUser, u"K", u"V"), u"1");
     EXPECT_TRUE(machine_.TraceMessages().empty());
-}
-
-TEST_F(RegistryTools, DirectHelperRemovesExactlyWhatIsNamed) {
-    machine_.SetString(kHkeyCurrentUser, u"Software\\Test\\Gone\\Deep", u"v", u"1");
-    machine_.SetString(kHkeyCurrentUser, u"Software\\Test\\Stays", u"v", u"1");
-    machine_.SetString(kHkeyCurrentUser, kKey, u"Remove", u"1");
-    machine_.SetString(kHkeyCurrentUser, kKey, u"Keep", u"1");
-    IElevatedHelper* helper = nullptr;
-    ASSERT_EQ(CElevatedHelperFactory::GetDirectHelper(&helper), platform::kSOk);
-
-    EXPECT_TRUE(DeleteRegKey(helper, kHkeyCurrentUser, u"Software\\Test\\Gone"));
-    EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"Software\\Test\\Gone"));
-    EXPECT_TRUE(machine_.HasKey(kHkeyCurrentUser, u"Software\\Test\\Stays"));
-
-    EXPECT_TRUE(DeleteRegValue(helper, kHkeyCurrentUser, kKey, u"Remove"));
-    EXPECT_EQ(machine_.ValueNames(kHkeyCurrentUser, kKey), std::vector<std::u16string>{u"Keep"});
-
-    machine_.ClearTrace();
-    EXPECT_FALSE(DeleteRegValue(helper, kHkeyCurrentUser, kKey, u"Remove"));
-    EXPECT_TRUE(Logged(
-        "Vistrel:DeleteRegValue: Can't delete registry value Remove from key Software\\Test from "
-        "root FFFFFFFF80000001. hr=0X80070002"));
-    helper->Release();
-}
-
-TEST_F(RegistryTools, DirectHelperCreatesMissingKeysOnlyWithFlagOne) {
-    IElevatedHelper* helper = nullptr;
-    ASSERT_EQ(CElevatedHelperFactory::GetDirectHelper(&helper), platform::kSOk);
-    const char16_t text[] = u"abc";
-    EXPECT_FALSE(SetRegValue(helper, kHkeyCurrentUser, u"New\\Key", u"V", text, 1, 8, 0));
-    EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"New\\Key"));
-    EXPECT_TRUE(SetRegValue(helper, kHkeyCurrentUser, u"New\\Key", u"V", text, 1, 8, 1));
-    EXPECT_EQ(machine_.GetString(kHkeyCurrentUser, u"New\\Key", u"V"), u"abc");
-    EXPECT_TRUE(SetRegValue(helper, kHkeyCurrentUser, u"New\\Key", nullptr, text, 1, 8, 0));
-    EXPECT_EQ(machine_.GetString(kHkeyCurrentUser, u"New\\Key", u""), u"abc");
-    helper->Release();
 }
 
 }  // namespace
