@@ -241,6 +241,9 @@ TEST_F(ToolsOnWine, GoToKeyWritesLastKeyAndRestartsTheEditor) {
     platform::WindowHandle second = WaitForEditor(firstProcess);
     ASSERT_NE(second, nullptr);
     const std::uint32_t secondProcess = windows.GetProcessId(second);
+    // Ending a process takes effect a moment after TerminateProcess returns.
+    for (int i = 0; i < 100 && platform::machine().processes().IsRunning(firstProcess); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_FALSE(platform::machine().processes().IsRunning(firstProcess));
     EXPECT_EQ(platform::machine().processes().Terminate(secondProcess), platform::kErrorSuccess);
 
