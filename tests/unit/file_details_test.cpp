@@ -146,10 +146,12 @@ TEST_F(FileDetails, BlockWithoutTranslationTableShowsNumbersAndEmptyTexts) {
     EXPECT_TRUE(Logged("[vistrel] [error]: VerQueryValue_('\\VarFileInfo\\Translation')"));
 }
 
-TEST_F(FileDetails, OnlyTheFirstTranslationPairIsRead) {
+TEST_F(FileDetails, RecordTakesTheStringsOfTheFirstTranslationPairOnly) {
     VersionBlockSpec spec;
     spec.translations = {{0x0407, 0x04B0}, {0x0409, 0x04B0}};
-    spec.strings = {{u"CompanyName", u"Hersteller"}};
+    spec.strings = {{u"CompanyName", u"Hersteller"}, {u"Comments", u"c"},
+                    {u"InternalName", u"i"},         {u"OriginalFilename", u"o"},
+                    {u"SpecialBuild", u"s"},         {u"ProductVersion", u"9.9"}};
     spec.secondTableStrings = {{u"CompanyName", u"Maker"}, {u"FileDescription", u"Only English"}};
     machine_.AddFile(u"C:\\b.dll");
     machine_.SetVersionBlock(u"C:\\b.dll", BuildVersionBlock(spec));
@@ -158,26 +160,10 @@ TEST_F(FileDetails, OnlyTheFirstTranslationPairIsRead) {
     ASSERT_TRUE(ReadVersionInfo(u"C:\\b.dll", record, machine_.version().GetSize(u"C:\\b.dll")));
     EXPECT_EQ(record.CompanyName, u"Hersteller");
     EXPECT_EQ(record.FileDescription, u"");
+    EXPECT_EQ(record.Comments + record.InternalName + record.OriginalFilename +
+                  record.SpecialBuild + record.ProductVersion,
+              u"cios9.9");
     EXPECT_EQ(record.fileVersion[0], 0);
-}
-
-TEST_F(FileDetails, RecordTakesAllThirteenStringsOfTheFirstLanguage) {
-    VersionBlockSpec spec;
-    spec.translations = {{0x0409, 0x04B0}};
-    spec.strings = {{u"Comments", u"c"},         {u"InternalName", u"i"},
-                    {u"OriginalFilename", u"o"}, {u"SpecialBuild", u"s"},
-                    {u"OLESelfRegister", u""},   {u"ProductVersion", u"9.9"}};
-    machine_.AddFile(u"C:\\c.dll");
-    machine_.SetVersionBlock(u"C:\\c.dll", BuildVersionBlock(spec));
-    FileVersionRecord record;
-    ASSERT_TRUE(ReadVersionInfo(u"C:\\c.dll", record, machine_.version().GetSize(u"C:\\c.dll")));
-    EXPECT_EQ(record.Comments, u"c");
-    EXPECT_EQ(record.InternalName, u"i");
-    EXPECT_EQ(record.OriginalFilename, u"o");
-    EXPECT_EQ(record.SpecialBuild, u"s");
-    EXPECT_EQ(record.ProductVersion, u"9.9");
-    EXPECT_EQ(record.OLESelfRegister, u"");
-    EXPECT_EQ(record.LegalCopyright, u"");
 }
 
 TEST_F(FileDetails, NullCallbackTouchesNoFile) {
