@@ -1,13 +1,25 @@
-// CVistrelDlg: the plug-in's page. This header is extended by the console; the operations
-// below are the ones the frame's commands use and must keep their meaning.
+// CVistrelDlg: the plug-in's page. It holds the page's logic: what the pane says, which buttons
+// exist for the selected node, the background population and the way from a gesture to a
+// source's DoAction. It draws nothing itself; everything visible goes through its view.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
 
+#include "console/item_record.h"
+#include "console/text_for_control.h"
+#include "console/tree_items_provider.h"
+#include "console/vistrel_view.h"
+#include "libs/talguictl/tal_controls.h"
 #include "platform/types.h"
 
-class CVistrelDlg {
-public:
+class CVistrelPlugin;
+
+class CVistrelDlg : public CTalDialog, public TextForControl {
+  public:
     // Constructs the page object with the host's drawing resources; no window exists yet.
     explicit CVistrelDlg(void* gdiManager);
     virtual ~CVistrelDlg();
@@ -23,4 +35,65 @@ public:
     void SendClose();
     // Destroys the page window.
     void DestroyWindow();
+
+    // --- handlers; the view calls them on the dialog's thread ---
+    int OnInitDialog();
+    void OnDestroy();
+    void OnShowWindow(bool show);
+    // TVN_SELCHANGEDW; newNode is itemNew.hItem. Returns the notification's result.
+    std::intptr_t OnSelChanged(console::TreeNode newNode);
+    std::intptr_t OnTreeDblClk();
+    // WM_COMMAND of ids 22007 to 22011.
+    void OnActionButton(std::uint32_t commandId);
+    // A WM_KEYDOWN for a window of the page, before the dialog's own handling. True when the
+    // key was handled and is not to be passed on.
+    bool PreTranslateKey(std::uint32_t virtualKey);
+    // Message 1034.
+    std::intptr_t OnWmUserFillTree();
+
+    // --- page logic ---
+    void ShowDetails(console::TreeNode node);
+    static bool AddDetailLine(std::int32_t index, std::int32_t labelId, const char16_t* value,
+                              std::int32_t flags, void* context);
+
+    // --- background population ---
+    void StartPopulate(bool elevated);
+    void StopPopulate();
+    static void FillItemsProc(PopulateData* data);
+    static bool CollectItem(std::int32_t index, const char16_t* name, CVistrelPlugin* child,
+                            CVistrelPlugin* owner, void* context);
+    static void TreeItemsCBProc(void* dialog, void* data);
+    void FillTree(ItemRecord& record, console::TreeNode parentNode);
+    void SetItemLabel(console::TreeNode node, const std::u16string& name, std::int32_t count,
+                      bool spaced);
+
+    // --- actions ---
+    void RunAction(std::int32_t action);
+    bool IsActionAllowed(const ItemRecord& record, std::int32_t action);
+    bool ConfirmAction(std::int32_t action);
+    bool DecrementItemCount(console::TreeNode node);
+    std::u16string GetItemText(console::TreeNode node);
+
+    // TextForControl
+    void GetText(std::int32_t id, std::u16string& text) override;
+
+    // --- state, for the view and for tests ---
+    bool DontAskAgain() const { return dontAskAgain; }
+    std::int32_t PopulateClient() const { return populateClient; }
+    console::IVistrelView* View() const { return view_.get(); }
+
+  private:
+    void SetTitleIfNotEmpty(const char16_t* text);
+    void HideAllButtons();
+    void ShowRefreshOnly();
+
+    std::recursive_mutex lock;
+    std::u16string detailsText;
+    bool dontAskAgain = false;
+    std::array<CTalButton, console::kButtonCount> buttons;
+    CTalStatic titleStatic;
+    CTreeItemsProvider provider;
+    std::int32_t populateClient = -1;
+    PopulateData* populateData = nullptr;
+    std::unique_ptr<console::IVistrelView> view_;
 };

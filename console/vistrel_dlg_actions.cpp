@@ -1,0 +1,117 @@
+// CVistrelDlg: from a gesture to a source's DoAction, its two gates, and the tree's reaction.
+#include "console/vistrel_dlg.h"
+#include "frame/module_objects.h"
+#include "frame/text_catalogue.h"
+#include "libs/talguictl/tal_skins.h"
+#include "libs/talutils/text_utils.h"
+#include "sources/plugin.h"
+
+namespace {
+constexpr char16_t kNotAllowed[] = u"[vistrel] [temp] action not allowed";
+constexpr std::int32_t kActionRefresh = 0;
+constexpr std::int32_t kActionRemove = 2;
+constexpr std::intptr_t kIdOk = 1;
+constexpr std::intptr_t kIdAbort = 3;
+constexpr std::size_t kFirstTextCapacity = 256;
+constexpr std::size_t kLastTextCapacity = 1u << 20;
+}  // namespace
+
+void CVistrelDlg::RunAction(std::int32_t action) {
+    std::lock_guard<std::recursive_mutex> guard(lock);
+    if (action == kActionRefresh) {
+        StartPopulate(true);
+        return;
+    }
+    console::TreeNode node = view_->GetSelectedNode();
+    if (node == nullptr) {
+        HideAllButtons();
+        return;
+    }
+    ItemRecord* record = view_->GetNodeRecord(node);
+    if (record == nullptr) {
+        view_->SetPaneText(u"");
+        HideAllButtons();
+        return;
+    }
+    // A selected record means the last population has delivered; its worker may still be on
+    // its way out, releasing the elevated helper that DoAction is about to use.
+    provider.WaitIdle();
+    if (!IsActionAllowed(*record, action) || !ConfirmAction(action)) {
+        g_trace.Trace(kNotAllowed);
+        return;
+    }
+
+    resultFlags flags;
+    flags.deleteItem = 0;
+    flags.localUpdate = 0;
+    flags.succeeded = 1;
+    const bool done = record->child ? record->child->DoAction(action, -1, &flags)
+                                    : record->owner->DoAction(
+                                          action, static_cast<std::int32_t>(record->index), &flags);
+    if (flags.succeeded == 0) {
+        const std::u16string title = TextById(22483);
+        const std::u16string text = TextById(22484);
+        view_->MessageBox(title, text, 0, talskin::kMessageBox);
+        return;
+    }
+    if (!done) return;
+    if (flags.localUpdate == 0) {
+        StartPopulate(false);
+        return;
+    }
+    if (flags.deleteItem == 0) {
+        g_trace.Trace(u"Vistrel:PopulateSubTree: local refresh not implemented yet.");
+        return;
+    }
+    console::TreeNode parent = view_->GetParentNode(node);
+    view_->DeleteNode(node);
+    DecrementItemCount(parent);
+}
+
+bool CVistrelDlg::IsActionAllowed(const ItemRecord& record, std::int32_t action) {
+    CVistrelPlugin* source = record.child ? record.child : record.owner;
+    const std::int32_t item = record.child ? -1 : static_cast<std::int32_t>(record.index);
+    if (source == nullptr) return false;
+    if (action == -1) action = source->GetDefaultAction();
+    if (action < 0 || action >= source->GetActionCount() || action >= 32) return false;
+    return (source->GetActionMask(item) >> action) & 1u;
+}
+
+bool CVistrelDlg::ConfirmAction(std::int32_t action) {
+    if (action == kActionRefresh) return true;
+    if (g_hostService) {
+        std::int32_t answer = 0;
+        g_hostService(vistrel::kHostCodeAllowAction, &answer);
+        if (answer == 0) return false;
+    }
+    if (action != kActionRemove || dontAskAgain) return true;
+    const console::ConfirmOutcome outcome = view_->RunConfirmation(*this);
+    if (outcome.result == -1 || outcome.result == 0 || outcome.result == kIdAbort) {
+        g_trace.Trace(u"[vistrel] [error] CConfirmDlg_ failed to show");
+        return true;
+    }
+    view_->FocusTree();
+    dontAskAgain = !outcome.askAlways;
+    return outcome.result == kIdOk;
+}
+
+bool CVistrelDlg::DecrementItemCount(console::TreeNode node) {
+    if (node == nullptr || node == console::RootNode()) return false;
+    std::u16string label = GetItemText(node);
+    const std::size_t open = label.rfind(u'(');
+    if (open == std::u16string::npos || open == 0) return false;
+    const int count = talutils::ParseInt(std::u16string_view(label).substr(open + 1));
+    if (count == 0) return false;
+    label.resize(open);
+    SetItemLabel(node, label, count - 1, false);
+    return true;
+}
+
+std::u16string CVistrelDlg::GetItemText(console::TreeNode node) {
+    std::size_t capacity = kFirstTextCapacity;
+    for (;;) {
+        std::u16string text = view_->ReadNodeText(node, capacity);
+        if (text.size() != capacity - 1 || capacity >= kLastTextCapacity) return text;
+        capacity *= 2;
+    }
+}
