@@ -2,6 +2,7 @@
 // five buttons, the confirmation dialog and the failure message box.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -57,6 +58,10 @@ class CWin32VistrelView : public IVistrelView {
     // True when window is the page or lies inside it.
     bool Contains(void* window) const;
     CVistrelDlg& Dialog() { return dialog_; }
+    // WM_INITDIALOG, before the dialog's OnInitDialog: finds the controls, installs the key hook.
+    void OnCreated(void* window);
+    // Queues a key that the hook took for the page.
+    void PostKey(std::uint32_t virtualKey);
 
   private:
     void* Button(int position) const;
