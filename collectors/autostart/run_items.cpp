@@ -8,16 +8,15 @@
 #include "platform/unique_handle.h"
 #include "tools/elevation_support.h"
 #include "tools/file_details.h"
-#include "tools/registry_tools.h"
 #include "tools/regedit_navigation.h"
+#include "tools/registry_tools.h"
 
 namespace {
 
 constexpr char16_t kRunKey[] = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
 constexpr char16_t kRunOnceKey[] = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnce";
 constexpr char16_t kRunOnceExKey[] = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunOnceEx";
-constexpr char16_t kRunServicesKey[] =
-    u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices";
+constexpr char16_t kRunServicesKey[] = u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServices";
 constexpr char16_t kRunServicesOnceKey[] =
     u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\RunServicesOnce";
 
@@ -79,8 +78,8 @@ std::int32_t CVistrelRunItemsBase::EnumerateItems(EntryCallback callback, bool r
 std::int32_t CVistrelRunItemsBase::GetItemDetails(std::int32_t index, LineCallback lineCallback,
                                                   void* context) {
     if (!IsValidIndex(index)) return 0;
-    return GetFileDetails(items[static_cast<std::size_t>(index)].data.c_str(), index,
-                          lineCallback, context, false);
+    return GetFileDetails(items[static_cast<std::size_t>(index)].data.c_str(), index, lineCallback,
+                          context, false);
 }
 
 std::int32_t CVistrelRunItemsBase::GetActionTextId(std::int32_t action) {

@@ -18,7 +18,7 @@ struct si_value_info {
 };
 
 class CVistrelRunItemsBase : public CVistrelPlugin {
-public:
+  public:
     ~CVistrelRunItemsBase() override = default;
 
     const char16_t* GetName() override { return nullptr; }
@@ -42,7 +42,7 @@ public:
     bool needRead = true;
     std::vector<si_value_info> items;
 
-protected:
+  protected:
     CVistrelRunItemsBase(platform::RegKey rootKey, std::u16string path, bool elevation);
 
     // The read cycle: replaces items with the key's string values; failed tells whether the
@@ -58,56 +58,56 @@ protected:
 
 // The eight run keys, in the order the category shows them.
 class CVistrelRunItemCurrentUserRun : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemCurrentUserRun();
     std::int32_t GetNameId() override { return 22302; }
     std::int32_t GetDescriptionId() override { return 22303; }
 };
 
 class CVistrelRunItemCurrentUserRunOnce : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemCurrentUserRunOnce();
     std::int32_t GetNameId() override { return 22304; }
     std::int32_t GetDescriptionId() override { return 22305; }
 };
 
 class CVistrelRunItemCurrentUserRunOnceEx : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemCurrentUserRunOnceEx();
     std::int32_t GetNameId() override { return 22306; }
     std::int32_t GetDescriptionId() override { return 22307; }
 };
 
 class CVistrelRunItemLocalMachineRun : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemLocalMachineRun();
     std::int32_t GetNameId() override { return 22308; }
     std::int32_t GetDescriptionId() override { return 22309; }
 };
 
 class CVistrelRunItemLocalMachineRunOnce : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemLocalMachineRunOnce();
     std::int32_t GetNameId() override { return 22310; }
     std::int32_t GetDescriptionId() override { return 22311; }
 };
 
 class CVistrelRunItemLocalMachineRunOnceEx : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemLocalMachineRunOnceEx();
     std::int32_t GetNameId() override { return 22312; }
     std::int32_t GetDescriptionId() override { return 22313; }
 };
 
 class CVistrelRunItemRunServices : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemRunServices();
     std::int32_t GetNameId() override { return 22314; }
     std::int32_t GetDescriptionId() override { return 22315; }
 };
 
 class CVistrelRunItemRunServicesOnce : public CVistrelRunItemsBase {
-public:
+  public:
     CVistrelRunItemRunServicesOnce();
     std::int32_t GetNameId() override { return 22316; }
     std::int32_t GetDescriptionId() override { return 22317; }

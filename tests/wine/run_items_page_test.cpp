@@ -1,7 +1,9 @@
 // Run items end to end under Wine: values written into the real HKCU Run key appear on the page
 // hosted in-process, the pane describes their files, Remove deletes exactly the chosen value and
 // Go to leaves the editor's "LastKey" at the key.
+#include <commctrl.h>
 #include <gtest/gtest.h>
+#include <tlhelp32.h>
 
 #include <atomic>
 #include <chrono>
@@ -13,9 +15,6 @@
 #include "platform/win32/windows_api.h"
 #include "tests/support/win32/build_paths.h"
 
-#include <commctrl.h>
-#include <tlhelp32.h>
-
 namespace {
 
 constexpr wchar_t kRunKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
@@ -26,7 +25,9 @@ constexpr int kTreeId = 22033;
 constexpr int kPaneId = 22032;
 constexpr int kFirstButtonId = 22007;
 
-void HostAllows(std::uint32_t, std::int32_t* answer) { *answer = 1; }
+void HostAllows(std::uint32_t, std::int32_t* answer) {
+    *answer = 1;
+}
 
 void Pump(std::chrono::milliseconds duration) {
     const auto end = std::chrono::steady_clock::now() + duration;
@@ -97,8 +98,8 @@ DWORD CountValues(HKEY root, const wchar_t* path) {
 }
 
 bool ValueExists(const wchar_t* name) {
-    return RegGetValueW(HKEY_CURRENT_USER, kRunKey, name, RRF_RT_ANY, nullptr, nullptr,
-                        nullptr) == ERROR_SUCCESS;
+    return RegGetValueW(HKEY_CURRENT_USER, kRunKey, name, RRF_RT_ANY, nullptr, nullptr, nullptr) ==
+           ERROR_SUCCESS;
 }
 
 void SetRunValue(const wchar_t* name, const std::wstring& data) {
@@ -142,7 +143,7 @@ void EndEditors() {
 
 // Answers the confirmation dialog of this process with OK as soon as it shows.
 class ConfirmationAnswerer {
-public:
+  public:
     ConfirmationAnswerer() : worker_([this] { Run(); }) {}
     ~ConfirmationAnswerer() {
         stop_ = true;
@@ -150,7 +151,7 @@ public:
     }
     bool Answered() const { return answered_; }
 
-private:
+  private:
     static BOOL CALLBACK Visit(HWND window, LPARAM self) {
         DWORD pid = 0;
         GetWindowThreadProcessId(window, &pid);
@@ -178,7 +179,7 @@ private:
 };
 
 class RunItemsPage : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         INITCOMMONCONTROLSEX icc = {sizeof(icc), ICC_TREEVIEW_CLASSES};
         InitCommonControlsEx(&icc);
@@ -200,9 +201,9 @@ protected:
         context_ = {};
         context_.install_path = reinterpret_cast<const char16_t*>(dist_.c_str());
         context_.host_callback = HostAllows;
-        ASSERT_EQ(processData_(vistrel::kCommandInitialise,
-                               reinterpret_cast<std::uintptr_t>(&context_)),
-                  1u);
+        ASSERT_EQ(
+            processData_(vistrel::kCommandInitialise, reinterpret_cast<std::uintptr_t>(&context_)),
+            1u);
         parentObject_ = {nullptr, parent_};
         ASSERT_NE(processData_(vistrel::kCommandCreatePage,
                                reinterpret_cast<std::uintptr_t>(&parentObject_)),
