@@ -1,0 +1,55 @@
+// The memory version resources: the VS_VERSIONINFO block stored with a file, handed out as
+// GetFileVersionInfo does.
+#include <algorithm>
+#include <cstring>
+
+#include "platform/memory/memory_state.h"
+#include "platform/memory/memory_text.h"
+
+namespace platform::memory::detail {
+
+const std::string* MemoryVersion::Block(const char16_t* path) {
+    Status status = kErrorSuccess;
+    const FileNode* node = state_.files.Lookup(state_.files.Parse(WideView(path)), &status);
+    if (node == nullptr) {
+        state_.SetLastError(static_cast<std::uint32_t>(status));
+        return nullptr;
+    }
+    if (node->folder || !node->versionBlock || node->versionBlock->empty()) {
+        state_.SetLastError(static_cast<std::uint32_t>(kErrorResourceTypeNotFound));
+        return nullptr;
+    }
+    return &*node->versionBlock;
+}
+
+std::uint32_t MemoryVersion::GetSize(const char16_t* path) {
+    Lock lock(state_.mutex);
+    const std::string* block = Block(path);
+    return block == nullptr ? 0 : static_cast<std::uint32_t>(block->size());
+}
+
+bool MemoryVersion::Get(const char16_t* path, std::uint32_t size, void* out) {
+    Lock lock(state_.mutex);
+    const std::string* block = Block(path);
+    if (block == nullptr) return false;
+    if (out == nullptr) {
+        state_.SetLastError(static_cast<std::uint32_t>(kErrorInvalidParameter));
+        return false;
+    }
+    std::memcpy(out, block->data(), std::min<std::size_t>(size, block->size()));
+    return true;
+}
+
+bool MemoryVersion::Query(const void* block, const char16_t* subBlock, const void** buffer,
+                          std::uint32_t* length) {
+    // VERSION-BLOCK-READER: answer through platform::ReadVersionBlock... of
+    // platform/version_block_reader.h once that portable reader is in the tree; until then no
+    // query of a block succeeds.
+    (void)block;
+    (void)subBlock;
+    if (buffer != nullptr) *buffer = nullptr;
+    if (length != nullptr) *length = 0;
+    return false;
+}
+
+}  // namespace platform::memory::detail
