@@ -8,13 +8,14 @@ namespace platform::memory::detail {
 Status MemoryProcesses::Start(const ShellExecuteInfo& info, std::uint32_t* processId) {
     Lock lock(state_.mutex);
     if (processId != nullptr) *processId = 0;
-    if (info.cbSize != sizeof(ShellExecuteInfo) || info.lpFile == nullptr) {
-        state_.SetLastError(static_cast<std::uint32_t>(kErrorInvalidParameter));
-        return kErrorInvalidParameter;
-    }
+    // An injected failure comes first, whatever the call asks.
     if (failStart != kErrorSuccess) {
         state_.SetLastError(static_cast<std::uint32_t>(failStart));
         return failStart;
+    }
+    if (info.cbSize != sizeof(ShellExecuteInfo) || info.lpFile == nullptr) {
+        state_.SetLastError(static_cast<std::uint32_t>(kErrorInvalidParameter));
+        return kErrorInvalidParameter;
     }
     StartedProcess record;
     record.file = std::u16string(WideView(info.lpFile));
