@@ -1,6 +1,8 @@
 // The module-wide objects: one of each per loaded library, reached directly by every layer.
 #pragma once
 
+#include <cstddef>
+
 #include "include/vistrel/host.h"
 #include "libs/talutils/tal_debug.h"
 #include "libs/talutils/tdfile.h"
@@ -20,3 +22,9 @@ extern vistrel::HostCallback g_hostService;
 extern CVistrelDlg* g_dialog;
 // The descriptor the host reads through command 2.
 extern vistrel::PluginDescriptor g_descriptor;
+// The record the host reads through command 8.
+extern const vistrel::Command8Record g_command8Record;
+
+// Copies source into a field of capacity characters: at most capacity - 1 of them and a NUL, so
+// a source that fills the field loses its last character. Null copies as empty.
+void CopyBounded(char16_t* field, std::size_t capacity, const char16_t* source);
