@@ -50,6 +50,8 @@ std::uint32_t MemoryEnvironment::ExpandStrings(const char16_t* source, char16_t*
         at = close + 1;
     }
     const auto needed = static_cast<std::uint32_t>(out.size() + 1);
+    if (needed > destChars)
+        state_.SetLastError(static_cast<std::uint32_t>(kErrorInsufficientBuffer));
     if (dest != nullptr && destChars > 0) {
         const std::size_t copied = std::min<std::size_t>(out.size(), destChars - 1);
         std::copy_n(out.data(), copied, dest);

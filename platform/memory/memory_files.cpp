@@ -135,6 +135,11 @@ FileNode* MemoryFiles::Lookup(const ParsedPath& path, Status* status) {
         }
         at = next;
     }
+    // "file\\" names a folder that isn't one.
+    if (path.trailingSeparator && !at->folder) {
+        *status = kErrorPathNotFound;
+        return nullptr;
+    }
     *status = kErrorSuccess;
     return at;
 }

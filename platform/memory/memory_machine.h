@@ -25,7 +25,7 @@ struct StartedProcess {
 };
 
 class MemoryMachine : public Machine {
-public:
+  public:
     // A fresh machine: the predefined roots exist and are empty; the drive C:\ exists and is
     // the current folder; no environment variable, special folder or window is set.
     MemoryMachine();
@@ -48,8 +48,8 @@ public:
     void SetString(RegKey root, std::u16string_view path, std::u16string_view name,
                    std::u16string_view value, std::uint32_t type = kRegSz);
     // Stores exactly these bytes (for odd sizes, missing terminators, binary data).
-    void SetRaw(RegKey root, std::u16string_view path, std::u16string_view name,
-                std::uint32_t type, std::string_view bytes);
+    void SetRaw(RegKey root, std::u16string_view path, std::u16string_view name, std::uint32_t type,
+                std::string_view bytes);
     void SetDword(RegKey root, std::u16string_view path, std::u16string_view name,
                   std::uint32_t value);
     bool HasKey(RegKey root, std::u16string_view path) const;
@@ -121,20 +121,20 @@ public:
     // For example "Send 0x1 256 37 0", "Sleep 100", "SetFocus 0x2", "Show 0x1 5".
     const std::vector<std::string>& WindowCalls() const;
 
-private:
+  private:
     struct State;
     std::unique_ptr<State> state_;
 };
 
 // Installs a machine as the module-wide one for its lifetime and puts the old one back after.
 class ScopedMachine {
-public:
+  public:
     explicit ScopedMachine(Machine& m) : previous_(SetMachine(&m)) {}
     ~ScopedMachine() { SetMachine(previous_); }
     ScopedMachine(const ScopedMachine&) = delete;
     ScopedMachine& operator=(const ScopedMachine&) = delete;
 
-private:
+  private:
     Machine* previous_;
 };
 

@@ -9,9 +9,16 @@
 namespace platform::memory::detail {
 namespace {
 
-// A sub-key path the way the registry reads it: null and "" both name the key itself.
+// A sub-key path the way the registry reads it: null and "" both name the key itself; doubled
+// and trailing backslashes are ignored.
 std::vector<std::u16string> Pieces(const char16_t* subKey) {
     return SplitKeyPath(WideView(subKey));
+}
+
+// A sub-key path may not start with a backslash (ERROR_BAD_PATHNAME).
+constexpr Status kErrorBadPathname = 161;
+bool LeadingBackslash(const char16_t* subKey) {
+    return subKey != nullptr && subKey[0] == u'\\';
 }
 
 void MarkDeleted(RegNode& node) {
@@ -118,6 +125,7 @@ Status MemoryRegistry::OpenKey(RegKey parent, const char16_t* subKey, std::uint3
     Lock lock(state_.mutex);
     if (result == nullptr) return kErrorInvalidParameter;
     *result = nullptr;
+    if (LeadingBackslash(subKey)) return kErrorBadPathname;
     std::shared_ptr<RegNode> node;
     std::uint32_t parentAccess = 0;
     if (Status s = Resolve(parent, &node, &parentAccess); s != kErrorSuccess) return s;
@@ -137,6 +145,7 @@ Status MemoryRegistry::CreateKey(RegKey parent, const char16_t* subKey, std::uin
     Lock lock(state_.mutex);
     if (result == nullptr) return kErrorInvalidParameter;
     *result = nullptr;
+    if (LeadingBackslash(subKey)) return kErrorBadPathname;
     std::shared_ptr<RegNode> node;
     std::uint32_t parentAccess = 0;
     if (Status s = Resolve(parent, &node, &parentAccess); s != kErrorSuccess) return s;
@@ -149,9 +158,8 @@ Status MemoryRegistry::CreateKey(RegKey parent, const char16_t* subKey, std::uin
         ++existing;
     }
     if (existing < pieces.size()) {
-        // Only the handle's own rights matter for the first new level: the levels below are
-        // created under keys this call has just made.
-        if (existing == 0 && !(parentAccess & kKeyCreateSubKey)) return kErrorAccessDenied;
+        // The key's own security decides, not the rights of the handle it is named through:
+        // a handle opened for reading can still create sub-keys.
         if (node->deniedAll) return kErrorAccessDenied;
         if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
         for (std::size_t i = existing; i < pieces.size(); ++i) {
