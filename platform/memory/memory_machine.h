@@ -27,7 +27,9 @@ struct StartedProcess {
 class MemoryMachine : public Machine {
   public:
     // A fresh machine: the predefined roots exist and are empty; the drive C:\ exists and is
-    // the current folder; no environment variable, special folder or window is set.
+    // the current folder; no environment variable, special folder or window is set. The system
+    // is version 10.0 and the token is not elevated, of type 1 (default: no split token).
+    // A special folder that isn't set answers locationResult 0x80070002.
     MemoryMachine();
     ~MemoryMachine() override;
 
@@ -60,7 +62,7 @@ class MemoryMachine : public Machine {
     // Names of the values of a key in their order.
     std::vector<std::u16string> ValueNames(RegKey root, std::u16string_view path) const;
 
-    // --- registry faults ---
+    // --- registry faults (each creates the key when it is missing) ---
     // Opening the key (with any access) gives kErrorAccessDenied.
     void DenyOpen(RegKey root, std::u16string_view path);
     // Enumerating values or sub-keys of the key gives status from the first index on.
@@ -118,7 +120,10 @@ class MemoryMachine : public Machine {
                            std::uint32_t processId, WindowHandle parent = nullptr);
     void SetShowCommand(WindowHandle window, std::uint32_t showCmd);
     void FailSetFocus(WindowHandle window);
-    // For example "Send 0x1 256 37 0", "Sleep 100", "SetFocus 0x2", "Show 0x1 5".
+    // For example "Send 0x1 256 37 0", "Sleep 100", "SetFocus 0x2", "Show 0x1 5". The other
+    // lines: "Find <class> <title>", "FindChild <parent> <after> <class> <title>" (a null text
+    // shows as "(null)"), "IsWindow <w>", "GetProcessId <w>", "GetShowCommand <w>",
+    // "SetForeground <w>". Handles are "0x" and lower-case hex; numbers are decimal.
     const std::vector<std::string>& WindowCalls() const;
 
   private:

@@ -17,6 +17,8 @@ std::vector<std::u16string> Pieces(const char16_t* subKey) {
 
 // A sub-key path may not start with a backslash (ERROR_BAD_PATHNAME).
 constexpr Status kErrorBadPathname = 161;
+// What the system says for a null data pointer with a non-zero size.
+constexpr Status kErrorNoAccess = 998;
 bool LeadingBackslash(const char16_t* subKey) {
     return subKey != nullptr && subKey[0] == u'\\';
 }
@@ -27,11 +29,19 @@ void MarkDeleted(RegNode& node) {
     for (auto& [name, child] : node.children) MarkDeleted(*child);
 }
 
-bool AnyDenied(const RegNode& node) {
-    if (node.deniedAll) return true;
-    for (const auto& [name, child] : node.children)
-        if (AnyDenied(*child)) return true;
-    return false;
+// Empties a key as RegDeleteTreeW does: sub-keys first, in order, each emptied and removed, then
+// the values. A sub-key that refuses access stops it there and what is left stays.
+Status EmptyKey(RegNode& node) {
+    while (!node.children.empty()) {
+        auto it = node.children.begin();
+        std::shared_ptr<RegNode> child = it->second;
+        if (child->deniedAll || child->deniedOpen) return kErrorAccessDenied;
+        if (Status s = EmptyKey(*child); s != kErrorSuccess) return s;
+        node.children.erase(it);
+        MarkDeleted(*child);
+    }
+    node.values.clear();
+    return kErrorSuccess;
 }
 
 }  // namespace
@@ -85,6 +95,12 @@ RegKey MemoryRegistry::NewHandle(std::shared_ptr<RegNode> node, std::uint32_t ac
     return reinterpret_cast<RegKey>(value);
 }
 
+bool MemoryRegistry::IsRoot(RegKey key) const {
+    for (const auto& [root, node] : roots_)
+        if (root == key) return true;
+    return false;
+}
+
 Status MemoryRegistry::WriteFault(const RegNode* node) {
     for (; node != nullptr; node = node->parent)
         if (node->failWrites != kErrorSuccess) return node->failWrites;
@@ -129,6 +145,12 @@ Status MemoryRegistry::OpenKey(RegKey parent, const char16_t* subKey, std::uint3
     std::shared_ptr<RegNode> node;
     std::uint32_t parentAccess = 0;
     if (Status s = Resolve(parent, &node, &parentAccess); s != kErrorSuccess) return s;
+    // A root opened without a sub-key comes back as the root itself.
+    if (WideLength(subKey) == 0 && IsRoot(parent)) {
+        ++node->openCount;
+        *result = parent;
+        return kErrorSuccess;
+    }
     for (const std::u16string& piece : Pieces(subKey)) {
         auto it = node->children.find(Fold(piece));
         if (it == node->children.end()) return kErrorFileNotFound;
@@ -178,8 +200,7 @@ Status MemoryRegistry::CreateKey(RegKey parent, const char16_t* subKey, std::uin
 
 Status MemoryRegistry::CloseKey(RegKey key) {
     Lock lock(state_.mutex);
-    for (const auto& [root, node] : roots_)
-        if (root == key) return kErrorSuccess;
+    if (IsRoot(key)) return kErrorSuccess;
     // A key deleted while open still closes: the handle is an object of its own.
     return handles_.erase(reinterpret_cast<std::uintptr_t>(key)) == 1 ? kErrorSuccess
                                                                       : kErrorInvalidHandle;
@@ -265,7 +286,7 @@ Status MemoryRegistry::SetValue(RegKey key, const char16_t* name, std::uint32_t 
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &node, &access); s != kErrorSuccess) return s;
     if (!(access & kKeySetValue)) return kErrorAccessDenied;
-    if (data == nullptr && dataBytes != 0) return kErrorInvalidParameter;
+    if (data == nullptr && dataBytes != 0) return kErrorNoAccess;
     if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
     std::string bytes(static_cast<const char*>(data), dataBytes);
     // A value set again keeps its place among the others.
@@ -302,12 +323,15 @@ Status MemoryRegistry::DeleteTree(RegKey parent, const char16_t* subKey) {
         if (it == node->children.end()) return kErrorFileNotFound;
         node = it->second;
     }
+    // The key is opened first: refused, nothing changes.
+    if (node->deniedAll || node->deniedOpen) return kErrorAccessDenied;
+    // A root can't go (and isn't emptied on the way).
     RegNode* above = node->parent;
-    // A root can't go.
     if (above == nullptr) return kErrorAccessDenied;
     if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
-    // The system can't open a key it is refused, so the tree stays (this machine keeps all of it).
-    if (AnyDenied(*node)) return kErrorAccessDenied;
+    if (Status s = EmptyKey(*node); s != kErrorSuccess) return s;
+    // Deleting the emptied key by a null name is refused, as RegDeleteKeyW refuses it.
+    if (subKey == nullptr) return kErrorInvalidParameter;
     above->children.erase(Fold(node->name));
     MarkDeleted(*node);
     return kErrorSuccess;

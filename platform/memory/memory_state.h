@@ -84,6 +84,7 @@ class MemoryRegistry : public Registry {
     // The node behind a root or an open handle, and the handle's access.
     Status Resolve(RegKey key, std::shared_ptr<RegNode>* node, std::uint32_t* access);
     RegKey NewHandle(std::shared_ptr<RegNode> node, std::uint32_t access);
+    bool IsRoot(RegKey key) const;
     static Status WriteFault(const RegNode* node);
 
     MachineState& state_;

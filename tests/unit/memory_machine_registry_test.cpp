@@ -140,6 +140,17 @@ TEST_F(MemoryRegistryTest, HandlesAreObjectsWithTheirOwnRights) {
     EXPECT_EQ(reg_.CloseKey(query), kErrorInvalidHandle);
     EXPECT_EQ(reg_.QueryValue(query, u"v", nullptr, nullptr, &size), kErrorInvalidHandle);
     EXPECT_EQ(reg_.CloseKey(kHkeyLocalMachine), kErrorSuccess);
+    EXPECT_EQ(reg_.CloseKey(nullptr), kErrorInvalidHandle);
+    // A root opened without a sub-key is the root itself; any other key gives a new handle.
+    RegKey again = nullptr;
+    EXPECT_EQ(reg_.OpenKey(kHkeyCurrentUser, nullptr, kKeyRead, &again), kErrorSuccess);
+    EXPECT_EQ(again, kHkeyCurrentUser);
+    EXPECT_EQ(reg_.OpenKey(set, u"", kKeyRead, &again), kErrorSuccess);
+    EXPECT_NE(again, set);
+    EXPECT_EQ(reg_.CloseKey(again), kErrorSuccess);
+    RegKey all = Open(u"K", kKeyAllAccess);
+    EXPECT_EQ(reg_.SetValue(all, u"w", kRegBinary, nullptr, 4), 998);
+    EXPECT_EQ(reg_.CloseKey(all), kErrorSuccess);
     EXPECT_EQ(reg_.CloseKey(set), kErrorSuccess);
 }
 
@@ -167,6 +178,17 @@ TEST_F(MemoryRegistryTest, PathsOpeningAndDeletion) {
     EXPECT_EQ(reg_.SetValue(app, u"v", kRegSz, u"", 2), 1018);
     EXPECT_EQ(reg_.CloseKey(app), kErrorSuccess);
     EXPECT_EQ(reg_.DeleteTree(kHkeyLocalMachine, u"Software\\Vendor"), kErrorFileNotFound);
+    EXPECT_EQ(reg_.DeleteTree(kHkeyLocalMachine, u""), kErrorAccessDenied);
+    EXPECT_TRUE(machine_.HasKey(kHkeyLocalMachine, u"Software"));
+    // By a null name the key is emptied but stays, as RegDeleteKeyW refuses the null name.
+    machine_.SetDword(kHkeyLocalMachine, u"Software\\Other", u"v", 1);
+    ASSERT_EQ(reg_.OpenKey(kHkeyLocalMachine, u"Software", kKeyAllAccess, &key), kErrorSuccess);
+    EXPECT_EQ(reg_.DeleteTree(key, nullptr), kErrorInvalidParameter);
+    EXPECT_FALSE(machine_.HasKey(kHkeyLocalMachine, u"Software\\Other"));
+    EXPECT_TRUE(machine_.HasKey(kHkeyLocalMachine, u"Software"));
+    EXPECT_EQ(reg_.DeleteTree(key, u""), kErrorSuccess);
+    EXPECT_FALSE(machine_.HasKey(kHkeyLocalMachine, u"Software"));
+    EXPECT_EQ(reg_.CloseKey(key), kErrorSuccess);
 }
 
 TEST_F(MemoryRegistryTest, DenyAllAccessRefusesTheKeyUntilAllowedAgain) {
@@ -177,8 +199,16 @@ TEST_F(MemoryRegistryTest, DenyAllAccessRefusesTheKeyUntilAllowedAgain) {
     EXPECT_EQ(reg_.OpenKey(kHkeyCurrentUser, u"T\\Locked", kKeyQueryValue, &key),
               kErrorAccessDenied);
     EXPECT_EQ(reg_.CreateKey(kHkeyCurrentUser, u"T\\Locked", kKeyRead, &key), kErrorAccessDenied);
+    EXPECT_EQ(reg_.DeleteTree(kHkeyCurrentUser, u"T\\Locked"), kErrorAccessDenied);
+    // Deleting a tree goes through the sub-keys in order and stops at the refused one.
+    machine_.AddKey(kHkeyCurrentUser, u"T\\A\\Deep");
+    machine_.AddKey(kHkeyCurrentUser, u"T\\Z");
+    machine_.SetDword(kHkeyCurrentUser, u"T", u"v", 1);
     EXPECT_EQ(reg_.DeleteTree(kHkeyCurrentUser, u"T"), kErrorAccessDenied);
+    EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"T\\A"));
     EXPECT_TRUE(machine_.HasKey(kHkeyCurrentUser, u"T\\Locked\\Inner"));
+    EXPECT_TRUE(machine_.HasKey(kHkeyCurrentUser, u"T\\Z"));
+    EXPECT_TRUE(machine_.HasValue(kHkeyCurrentUser, u"T", u"v"));
     ASSERT_EQ(reg_.AllowAllAccess(kHkeyCurrentUser, u"T\\Locked"), kErrorSuccess);
     EXPECT_EQ(reg_.DeleteTree(kHkeyCurrentUser, u"T"), kErrorSuccess);
     EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"T"));
