@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <iterator>
 
+void* g_moduleHandle = nullptr;
 CTalDebug g_trace(0);
 CVistrelMainPlugin* g_rootSource = nullptr;
 _TDFILE* g_textFile = nullptr;

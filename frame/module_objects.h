@@ -10,6 +10,8 @@
 class CVistrelMainPlugin;
 class CVistrelDlg;
 
+// The library's own module handle (an HINSTANCE on Windows), stored at attach; never freed.
+extern void* g_moduleHandle;
 // The trace object: made at load with mode 0; command 0 sets its mode and file.
 extern CTalDebug g_trace;
 // The root of the category tree: command 0 makes it, command 1 deletes it.

@@ -1,0 +1,17 @@
+// The library's entry: at attach it installs the real machine and the page's Win32 view. There
+// is no class library to register with, so detach has nothing to undo.
+#include "console/win32/install.h"
+#include "frame/module_objects.h"
+#include "platform/win32/win32_machine.h"
+#include "platform/win32/windows_api.h"
+
+BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
+    (void)reserved;
+    if (reason == DLL_PROCESS_ATTACH) {
+        g_moduleHandle = instance;
+        platform::win32::InstallWin32Machine();
+        // The page's dialog templates are in this module's resources, not the host's.
+        console::win32::InstallWin32Console(instance);
+    }
+    return TRUE;
+}
