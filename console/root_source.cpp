@@ -1,10 +1,8 @@
 #include "console/root_source.h"
 
 #include "frame/module_objects.h"
-#include "sources/plugin.h"
+#include "sources/category_tree.h"
 
 CVistrelPlugin* RootSourceForPopulation() {
-    // The root's class derives from CVistrelPlugin through the container alone, so its base
-    // sits at the object's start.
-    return reinterpret_cast<CVistrelPlugin*>(g_rootSource);
+    return g_rootSource;
 }

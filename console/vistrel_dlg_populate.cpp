@@ -40,6 +40,9 @@ void CVistrelDlg::StartPopulate(bool elevated) {
     HideAllButtons();
     view_->SetPaneText(u"");
     SetTitleIfNotEmpty(TextByKey(0, u"IDS_VISTREL_TITLE_WAITING"));
+    // With no client the last worker has handed its records over (or was stopped) and at most
+    // finishes its epilogue, so it is joined here rather than refusing the new start.
+    provider.WaitIdle();
     provider.Reset(false);
     static_cast<PopulateData*>(provider.GetData())->useElevation = elevated;
     populateClient = provider.StartImpl(&CVistrelDlg::TreeItemsCBProc, this);

@@ -72,7 +72,7 @@ void CAsyncProvider::Stop(std::int32_t client) {
 }
 
 void CAsyncProvider::WaitIdle() {
-    if (!IsRunning()) Join();
+    Join();
 }
 
 void CAsyncProvider::SetWaitHook(WaitHook hook) {

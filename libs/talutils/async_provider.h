@@ -53,7 +53,8 @@ class CAsyncProvider {
     // Signals the stop event of client and waits for its worker. Unknown or finished clients
     // are ignored. After Stop() returns the worker touches nothing.
     void Stop(std::int32_t client);
-    // Joins a worker that has delivered and is on its way out; returns at once when none runs.
+    // Joins the worker; returns at once when there is none. Only for a worker that no longer
+    // needs the calling thread: its result has been handed over, or it has been stopped.
     void WaitIdle();
     // True from StartImpl until the worker has left Run() and NotifyClient().
     bool IsRunning() const { return running_.load(std::memory_order_acquire); }

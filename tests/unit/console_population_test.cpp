@@ -1,0 +1,212 @@
+// The background population on the provider's real worker: what the filled tree shows, and how
+// the page behaves when a population is asked for again, hidden or destroyed while it runs.
+#include <random>
+
+#include "tests/unit/console_test_support.h"
+
+namespace console_test {
+namespace {
+
+class PopulationTest : public ConsoleTest {};
+
+TEST_F(PopulationTest, LabelsCarryTheCountOrTheStatusOfEachCode) {
+    const std::pair<std::int32_t, const char16_t*> cases[] = {
+        {3, u"(3)"},
+        {0, u"(0)"},
+        {kEnumNotFound, u"(not found)"},
+        {kEnumFailed, u"(enumeration failed)"},
+        {kEnumAccessDenied, u"(access denied)"},
+        {kEnumAccessDeniedNeedsElevation, u"(access denied, elevation required)"},
+        {-7, u"()"},
+    };
+    for (auto& [count, status] : cases) {
+        auto source = MakeCategory(30000);
+        source->result = count;
+        AddTop(std::move(source));
+    }
+    CreatePage();
+    ShowAndFill();
+    ASSERT_EQ(view->TopLevel().size(), std::size(cases));
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(view->At(view->TopLevel()[i]).text, u"Run  " + std::u16string(cases[i].second))
+            << cases[i].first;
+}
+
+TEST_F(PopulationTest, TheTreeKeepsDeliveryOrderWithBoldSourcesAndRecords) {
+    FakeSource* run = AddTop(MakeCategory(30000, {u"zeta", u"", u"alpha"}));
+    run->emptyNameIsDefault = true;
+    auto services = MakeCategory(30010, {u""});  // an empty name elsewhere stays empty
+    auto named = std::make_unique<FakeSource>();
+    named->runtimeName = u"svchost.exe";
+    named->AddEntry(u"a.dll");
+    FakeSource* runtime = services->AddChild(std::move(named));
+    services->AddChild(std::make_unique<FakeSource>());  // neither id nor name
+    FakeSource* svc = AddTop(std::move(services));
+    CreatePage();
+    ShowAndFill();
+
+    EXPECT_EQ(view->Dump(),
+              "*Run  (3)*\n"
+              "  zeta\n"
+              "  (Default)\n"
+              "  alpha\n"
+              "*Services  (3)*\n"
+              "  \n"
+              "  *svchost.exe  (1)*\n"
+              "    a.dll\n"
+              "  *  (0)*\n");
+
+    ItemRecord* alpha = view->At(Node(u"alpha")).record;
+    ASSERT_NE(alpha, nullptr);
+    EXPECT_EQ(alpha->index, 2u);
+    EXPECT_EQ(alpha->owner, run);
+    EXPECT_EQ(alpha->child, nullptr);
+    EXPECT_EQ(alpha->name, u"alpha");
+    ItemRecord* process = view->At(Node(u"svchost.exe  (1)")).record;
+    ASSERT_NE(process, nullptr);
+    EXPECT_EQ(process->child, runtime);
+    EXPECT_EQ(process->owner, svc);
+    EXPECT_EQ(process->index, 1u);
+    EXPECT_EQ(process->count, 1);
+    EXPECT_EQ(process->name, u"svchost.exe");
+}
+
+TEST_F(PopulationTest, ANodeThatCannotBeInsertedIsLeftOutWithItsSubtree) {
+    AddTop(MakeCategory(30000, {u"alpha"}));
+    CreatePage();
+    view->failInserts = true;
+    ShowAndFill();
+    EXPECT_EQ(view->NodeCount(), 0u);
+    EXPECT_EQ(view->title, u"Current system settings");
+    view->failInserts = false;
+    ASSERT_TRUE(dialog->PreTranslateKey(116));
+    ASSERT_TRUE(WaitFilled());
+    EXPECT_EQ(view->Dump(), "*Run  (1)*\n  alpha\n");
+}
+
+TEST_F(PopulationTest, ShowingUsesNoElevationAndARefreshDoes) {
+    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
+    CreatePage();
+    ShowAndFill();
+    EXPECT_FALSE(run->useElevation);
+    ASSERT_TRUE(dialog->PreTranslateKey(116));  // F5
+    ASSERT_TRUE(WaitFilled());
+    EXPECT_TRUE(run->useElevation);
+    dialog->OnActionButton(22007);  // Refresh
+    ASSERT_TRUE(WaitFilled());
+    EXPECT_TRUE(run->useElevation);
+    EXPECT_EQ(run->enumerations.load(), 3);
+    EXPECT_EQ(CountTrace("VistrelDlg:FillItemsProc: =>"), 3);
+    // The last worker writes its exit line after the handover has returned.
+    EXPECT_TRUE(WaitFor([&] { return CountTrace("VistrelDlg:TreeItemsCBProc: <=") == 3; }));
+    EXPECT_EQ(view->Dump(), "*Run  (1)*\n  alpha\n");
+}
+
+TEST_F(PopulationTest, F5DuringAPopulationOnlyWritesTheTrace) {
+    FakeSource* slow = AddSlowTop(30000);
+    CreatePage();
+    dialog->ShowWindow(platform::kSwShow);
+    ASSERT_TRUE(WaitFor([&] { return slow->entered.load(); }));
+    const std::int32_t client = dialog->PopulateClient();
+    ASSERT_GE(client, 0);
+    EXPECT_TRUE(dialog->PreTranslateKey(116));
+    EXPECT_EQ(CountTrace("VistrelDlg:StartPopulate: the provider client is valid, there is "
+                         "already a populate in progress."),
+              1);
+    EXPECT_EQ(dialog->PopulateClient(), client);
+    EXPECT_FALSE(slow->useElevation);
+    slow->released.store(true);
+    ASSERT_TRUE(WaitFilled());
+    EXPECT_EQ(slow->enumerations.load(), 1);
+    EXPECT_EQ(view->handovers, 1);
+    ASSERT_EQ(view->TopLevel().size(), 1u);
+    EXPECT_FALSE(view->Children(view->TopLevel()[0]).empty());
+}
+
+TEST_F(PopulationTest, HidingDuringAPopulationDeliversNothingAndShowingStartsAfresh) {
+    FakeSource* slow = AddSlowTop(30000);
+    CreatePage();
+    dialog->ShowWindow(platform::kSwShow);
+    ASSERT_TRUE(WaitFor([&] { return slow->entered.load(); }));
+    dialog->ShowWindow(platform::kSwHide);
+    // The worker has left the source and nothing reached the tree.
+    EXPECT_EQ(slow->inside.load(), 0);
+    EXPECT_EQ(dialog->PopulateClient(), -1);
+    EXPECT_EQ(view->NodeCount(), 0u);
+    EXPECT_EQ(view->title, u"Current system settings");
+    // Refresh alone, at position 0 (its text is whatever the button last bore).
+    ASSERT_EQ(view->VisibleButtons().size(), 1u);
+    EXPECT_EQ(view->buttons[0].id, 22007);
+    EXPECT_TRUE(view->buttons[0].visible);
+    EXPECT_FALSE(view->Pump(std::chrono::milliseconds(20)));
+    // A stopped job has nothing to hand over.
+    EXPECT_EQ(CountTrace("VistrelDlg:TreeItemsCBProc: =>"), 0);
+
+    slow->entered.store(false);
+    dialog->ShowWindow(platform::kSwShow);
+    EXPECT_EQ(view->title, u"Collecting, please wait...");
+    ASSERT_TRUE(WaitFor([&] { return slow->entered.load(); }));
+    slow->released.store(true);
+    ASSERT_TRUE(WaitFilled());
+    EXPECT_EQ(slow->enumerations.load(), 2);
+    EXPECT_EQ(view->title, u"Current system settings");
+    EXPECT_EQ(view->At(view->Children(view->TopLevel()[0])[0]).text, u"first");
+}
+
+TEST_F(PopulationTest, AHandoverThatMeetsTheStopIsDroppedWithoutHanging) {
+    // The worker has delivered and waits in the handover while the page is hidden: the stop
+    // has to let the handover through and the tree has to stay empty.
+    AddTop(MakeCategory(30000, {u"alpha"}));
+    CreatePage();
+    dialog->ShowWindow(platform::kSwShow);
+    ASSERT_TRUE(WaitFor([&] { return CountTrace("VistrelDlg:TreeItemsCBProc: =>") == 1; }));
+    dialog->ShowWindow(platform::kSwHide);
+    EXPECT_EQ(dialog->PopulateClient(), -1);
+    EXPECT_EQ(view->NodeCount(), 0u);
+    EXPECT_GE(view->stopWaits, 1);
+    EXPECT_EQ(CountTrace("VistrelDlg:TreeItemsCBProc: <="), 1);
+}
+
+TEST_F(PopulationTest, DestroyingThePageDuringAPopulationStopsIt) {
+    FakeSource* slow = AddSlowTop(30000);
+    CreatePage();
+    dialog->ShowWindow(platform::kSwShow);
+    ASSERT_TRUE(WaitFor([&] { return slow->entered.load(); }));
+    dialog->DestroyWindow();
+    EXPECT_EQ(slow->inside.load(), 0);
+    EXPECT_EQ(dialog->PopulateClient(), -1);
+    EXPECT_EQ(view->NodeCount(), 0u);
+    EXPECT_EQ(dialog->GetSafeHwnd(), nullptr);
+}
+
+TEST_F(PopulationTest, ManyShowsAndHidesDuringPopulationsEndInOneCleanFill) {
+    // Several levels and enough entries that hides land in the collection, in the handover and
+    // between populations.
+    for (int c = 0; c < 4; ++c) {
+        auto category = MakeCategory(30000);
+        for (int e = 0; e < 50; ++e) category->AddEntry(u"entry");
+        auto inner = MakeCategory(30010);
+        for (int e = 0; e < 30; ++e) inner->AddEntry(u"inner");
+        category->AddChild(std::move(inner));
+        AddTop(std::move(category));
+    }
+    CreatePage();
+    std::mt19937 random(7);
+    for (int round = 0; round < 300; ++round) {
+        dialog->ShowWindow(platform::kSwShow);
+        if (random() % 3 == 0) view->Pump(std::chrono::milliseconds(random() % 2));
+        if (random() % 4 == 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 300));
+        dialog->ShowWindow(platform::kSwHide);
+        ASSERT_EQ(dialog->PopulateClient(), -1) << round;
+        // A stopped population leaves no nodes; a finished one leaves the whole tree.
+        ASSERT_TRUE(view->NodeCount() == 0 || view->NodeCount() == 4u * (1 + 50 + 1 + 30))
+            << round << ": " << view->NodeCount();
+    }
+    ShowAndFill();
+    EXPECT_EQ(view->NodeCount(), 4u * (1 + 50 + 1 + 30));
+    EXPECT_EQ(view->At(view->TopLevel()[3]).text, u"Run  (51)");
+}
+
+}  // namespace
+}  // namespace console_test
