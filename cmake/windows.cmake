@@ -73,3 +73,12 @@ if(VISTREL_WINE_TEST_SOURCES)
     add_test(NAME wine_windows_only COMMAND vistrel_wine_tests)
     set_tests_properties(wine_windows_only PROPERTIES RUN_SERIAL TRUE)
 endif()
+
+# --- Platform contract suite: a DLL that holds only a version resource. The suite reads it with
+# the system's version library and compares the answers with the in-memory block reader.
+add_library(version_probe SHARED tests/support/version_probe/version_probe.c
+    tests/support/version_probe/version_probe.rc)
+set_target_properties(version_probe PROPERTIES PREFIX "" OUTPUT_NAME version_probe)
+add_dependencies(vistrel_tests version_probe)
+target_compile_definitions(vistrel_tests PRIVATE
+    VISTREL_VERSION_PROBE_DLL="$<TARGET_FILE:version_probe>")
