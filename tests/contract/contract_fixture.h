@@ -32,6 +32,8 @@ class PlatformContract : public testing::TestWithParam<BackendKind> {
     platform::Machine& machine() { return *machine_; }
     platform::Registry& registry() { return machine_->registry(); }
     platform::Files& files() { return machine_->files(); }
+    // The memory machine under test; null on the Win32 backend.
+    platform::memory::MemoryMachine* memoryMachine() { return memory_.get(); }
 
     // The scratch key, open with all access; below HKCU at ScratchKeyPath().
     platform::RegKey scratch() const { return scratch_; }

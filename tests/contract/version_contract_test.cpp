@@ -1,0 +1,279 @@
+// Version blocks: the block reader against hand-built and damaged blocks, and both backends'
+// VersionInfo against the builder's blocks and a DLL whose resource a resource compiler made.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/version_block_reader.h"
+#include "tests/contract/contract_fixture.h"
+#include "tests/support/version_block_builder.h"
+
+namespace contract {
+namespace {
+
+using namespace platform;
+using testsupport::BuildVersionBlock;
+using testsupport::VersionBlockContents;
+
+// The contents of tests/support/version_probe/version_probe.rc.
+VersionBlockContents ProbeContents() {
+    VersionBlockContents contents;
+    contents.fileVersion = {1, 2, 3, 4};
+    contents.productVersion = {5, 6, 7, 8};
+    contents.fileType = 2;  // VFT_DLL
+    contents.tables = {{0x0409,
+                        0x04B0,
+                        {{u"CompanyName", u"Probe Works"},
+                         {u"FileDescription", u"Version probe"},
+                         {u"Comments", u""},
+                         {u"FileVersion", u"1.2.3.4"}}},
+                       {0x0407, 0x04E4, {{u"CompanyName", u"Probewerk"}}}};
+    contents.translations = {{0x0409, 0x04B0}, {0x0407, 0x04E4}};
+    return contents;
+}
+
+// The queries both backends answer alike, found or not.
+const std::vector<std::u16string>& Queries() {
+    static const std::vector<std::u16string> queries = {
+        u"\\",
+        u"",
+        u"\\VarFileInfo\\Translation",
+        u"\\StringFileInfo\\040904B0\\CompanyName",
+        u"\\StringFileInfo\\040904b0\\companyname",
+        u"\\StringFileInfo\\040904B0\\FileDescription",
+        u"\\StringFileInfo\\040904B0\\Comments",
+        u"\\StringFileInfo\\040904B0\\FileVersion",
+        u"\\StringFileInfo\\040704E4\\CompanyName",
+        u"\\StringFileInfo\\040704E4\\FileDescription",
+        u"\\StringFileInfo\\040904B0\\ProductName",
+        u"\\StringFileInfo\\040904B0\\Company",
+        u"\\StringFileInfo\\04090000\\CompanyName",
+        u"\\VarFileInfo\\\\Translation",
+        u"\\Nothing",
+    };
+    return queries;
+}
+
+struct Answer {
+    bool found = false;
+    std::uint32_t length = 0;
+    std::string bytes;  // the value's bytes as far as length covers them
+    bool operator==(const Answer&) const = default;
+};
+
+void PrintTo(const Answer& answer, std::ostream* os) {
+    *os << (answer.found ? "found, length " : "not found, length ") << answer.length << ", "
+        << answer.bytes.size() << " bytes";
+}
+
+// Text values count characters, all others bytes; the root and the translation are binary.
+std::uint32_t ValueBytes(const std::u16string& query, std::uint32_t length) {
+    std::u16string folded = query;
+    for (char16_t& c : folded) {
+        if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c - u'A' + u'a');
+    }
+    return folded.find(u"stringfileinfo") != std::u16string::npos ? 2 * length : length;
+}
+
+template <class QueryFn>
+Answer Ask(const std::u16string& query, QueryFn&& query_fn) {
+    Answer answer;
+    const void* buffer = nullptr;
+    answer.found = query_fn(query.c_str(), &buffer, &answer.length);
+    if (answer.found && buffer != nullptr) {
+        answer.bytes.assign(static_cast<const char*>(buffer), ValueBytes(query, answer.length));
+    }
+    return answer;
+}
+
+Answer AskReader(const std::string& block, const std::u16string& query) {
+    return Ask(query, [&](const char16_t* q, const void** buffer, std::uint32_t* length) {
+        return QueryVersionBlock(block.data(), static_cast<std::uint32_t>(block.size()), q, buffer,
+                                 length);
+    });
+}
+
+std::uint32_t Dword(const std::string& bytes, std::size_t offset) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes.data() + offset, 4);
+    return value;
+}
+
+std::string Text(std::u16string_view text) {
+    return Utf16Bytes(text, true);
+}
+
+TEST(VersionBlockReader, AnswersTheQueriesOfABuiltBlock) {
+    const std::string block = BuildVersionBlock(ProbeContents());
+
+    Answer root = AskReader(block, u"\\");
+    ASSERT_TRUE(root.found);
+    EXPECT_EQ(root.length, 52u);
+    EXPECT_EQ(Dword(root.bytes, 0), 0xFEEF04BDu);
+    EXPECT_EQ(Dword(root.bytes, 8), 0x00010002u);   // file version, most significant
+    EXPECT_EQ(Dword(root.bytes, 12), 0x00030004u);  // file version, least significant
+    EXPECT_EQ(Dword(root.bytes, 16), 0x00050006u);
+    EXPECT_EQ(Dword(root.bytes, 20), 0x00070008u);
+    EXPECT_EQ(Dword(root.bytes, 36), 2u);  // file type
+
+    EXPECT_EQ(AskReader(block, u"\\VarFileInfo\\Translation"),
+              (Answer{true, 8, std::string("\x09\x04\xB0\x04\x07\x04\xE4\x04", 8)}));
+    // A text's length counts its terminator, as compiled resources store it.
+    EXPECT_EQ(AskReader(block, u"\\StringFileInfo\\040904B0\\CompanyName"),
+              (Answer{true, 12, Text(u"Probe Works")}));
+    EXPECT_EQ(AskReader(block, u"\\stringfileinfo\\040904b0\\COMPANYNAME"),
+              (Answer{true, 12, Text(u"Probe Works")}));
+    EXPECT_EQ(AskReader(block, u"\\StringFileInfo\\040904B0\\Comments"),
+              (Answer{true, 1, Text(u"")}));
+    EXPECT_EQ(AskReader(block, u"\\StringFileInfo\\040704E4\\CompanyName"),
+              (Answer{true, 10, Text(u"Probewerk")}));
+    // Keys match whole, not as prefixes.
+    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040904B0\\Company").found);
+    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040904B0\\CompanyNameX").found);
+    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040704E4\\FileDescription").found);
+}
+
+TEST(VersionBlockReader, BlockWithoutTranslationsOrStrings) {
+    VersionBlockContents contents;
+    contents.withTranslations = false;
+    const std::string block = BuildVersionBlock(contents);
+    EXPECT_TRUE(AskReader(block, u"\\").found);
+    EXPECT_FALSE(AskReader(block, u"\\VarFileInfo\\Translation").found);
+    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040904B0\\CompanyName").found);
+
+    // An empty translation table is there, with length 0.
+    contents.withTranslations = true;
+    EXPECT_EQ(AskReader(BuildVersionBlock(contents), u"\\VarFileInfo\\Translation"),
+              (Answer{true, 0, ""}));
+}
+
+TEST(VersionBlockReader, RefusesBlocksThatAreNotVersionBlocks) {
+    std::string block = BuildVersionBlock(ProbeContents());
+    const void* buffer = reinterpret_cast<const void*>(1);
+    std::uint32_t length = 77;
+    EXPECT_FALSE(QueryVersionBlock(nullptr, 100, u"\\", &buffer, &length));
+    EXPECT_FALSE(QueryVersionBlock(block.data(), 0, u"\\", &buffer, &length));
+
+    std::string wrongSignature = block;
+    wrongSignature[40] = 0;  // the signature follows the 15-character key and its padding
+    ASSERT_EQ(Dword(block, 40), 0xFEEF04BDu);
+    EXPECT_FALSE(QueryVersionBlock(wrongSignature.data(), u"\\", &buffer, &length));
+    // The rest of the block is still readable.
+    EXPECT_TRUE(
+        QueryVersionBlock(wrongSignature.data(), u"\\VarFileInfo\\Translation", &buffer, &length));
+
+    // A child that claims to reach past its parent ends the search.
+    std::string longChild = block;
+    const std::size_t stringFileInfo = 40 + 52;
+    ASSERT_EQ(longChild[stringFileInfo + 6], 'S');
+    longChild[stringFileInfo] = '\xFF';
+    longChild[stringFileInfo + 1] = '\x7F';
+    buffer = reinterpret_cast<const void*>(1);
+    length = 77;
+    EXPECT_FALSE(
+        QueryVersionBlock(longChild.data(), u"\\VarFileInfo\\Translation", &buffer, &length));
+    // Failures leave the outputs alone.
+    EXPECT_EQ(buffer, reinterpret_cast<const void*>(1));
+    EXPECT_EQ(length, 77u);
+}
+
+TEST(VersionBlockReader, NeverAnswersOutsideATruncatedBlock) {
+    const std::string whole = BuildVersionBlock(ProbeContents());
+    for (std::size_t cut = 0; cut < whole.size(); ++cut) {
+        // Given fewer bytes than it claims, the block is refused outright.
+        std::vector<unsigned char> bytes(whole.begin(), whole.begin() + cut);
+        const void* buffer = nullptr;
+        std::uint32_t length = 0;
+        EXPECT_FALSE(QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(cut), u"\\",
+                                       &buffer, &length))
+            << cut;
+
+        // A block whose own length was cut too: whatever is found lies within it.
+        if (cut < 2) continue;
+        bytes[0] = static_cast<unsigned char>(cut & 0xFF);
+        bytes[1] = static_cast<unsigned char>(cut >> 8);
+        for (const std::u16string& query : Queries()) {
+            if (!QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(cut), query.c_str(),
+                                   &buffer, &length)) {
+                continue;
+            }
+            const auto* start = static_cast<const unsigned char*>(buffer);
+            ASSERT_GE(start, bytes.data()) << cut;
+            ASSERT_LE(start + ValueBytes(query, length), bytes.data() + cut) << cut;
+        }
+    }
+}
+
+class VersionContract : public PlatformContract {
+  protected:
+    Answer AskBackend(const void* block, const std::u16string& query) {
+        return Ask(query, [&](const char16_t* q, const void** buffer, std::uint32_t* length) {
+            return machine().version().Query(block, q, buffer, length);
+        });
+    }
+
+    // A file whose version block GetFileVersionInfo gives: on Win32 the probe DLL that the
+    // resource compiler made, on the memory machine the builder's block of the same contents.
+    // Empty when this build has no probe DLL.
+    std::u16string ProbeFile() {
+        if (!IsWin32()) {
+            const std::u16string path = InFolder(u"version_probe.dll");
+            WriteFile(u"version_probe.dll", "MZ");
+            memoryMachine()->SetVersionBlock(path, BuildVersionBlock(ProbeContents()));
+            return path;
+        }
+#ifdef VISTREL_VERSION_PROBE_DLL
+        std::u16string path = u"Z:";
+        for (const char* p = VISTREL_VERSION_PROBE_DLL; *p != 0; ++p) {
+            path.push_back(*p == '/' ? u'\\' : static_cast<char16_t>(*p));
+        }
+        return path;
+#else
+        return {};
+#endif
+    }
+};
+
+// The builder's block read through the backend gives what the reader gives: on Win32 that is
+// the system's VerQueryValueW judging both the builder and the reader.
+TEST_P(VersionContract, QueriesOfABuiltBlockMatchTheReader) {
+    const std::string block = BuildVersionBlock(ProbeContents());
+    for (const std::u16string& query : Queries()) {
+        EXPECT_EQ(AskBackend(block.data(), query), AskReader(block, query))
+            << std::string(query.begin(), query.end());
+    }
+}
+
+// A block that a resource compiler made reads the same through the backend and the reader, and
+// says what the builder says of the same contents.
+TEST_P(VersionContract, CompiledResourceMatchesTheBuilder) {
+    const std::u16string path = ProbeFile();
+    if (path.empty()) GTEST_SKIP() << "this build has no probe DLL";
+    const std::uint32_t size = machine().version().GetSize(path.c_str());
+    ASSERT_GT(size, 0u);
+    std::vector<char> storage(size);
+    ASSERT_TRUE(machine().version().Get(path.c_str(), size, storage.data()));
+    const std::string block(storage.data(), storage.size());
+    const std::string built = BuildVersionBlock(ProbeContents());
+
+    for (const std::u16string& query : Queries()) {
+        const std::string name(query.begin(), query.end());
+        const Answer fromBackend = AskBackend(storage.data(), query);
+        EXPECT_EQ(fromBackend, AskReader(block, query)) << name;
+        Answer expected = AskReader(built, query);
+        if (query == u"\\" || query.empty()) {
+            // The compiler leaves the date and flags alone; the versions and type must agree.
+            ASSERT_TRUE(fromBackend.found);
+            EXPECT_EQ(fromBackend.length, expected.length);
+            EXPECT_EQ(fromBackend.bytes.substr(0, 24), expected.bytes.substr(0, 24));
+            EXPECT_EQ(Dword(fromBackend.bytes, 36), Dword(expected.bytes, 36));
+            continue;
+        }
+        EXPECT_EQ(fromBackend, expected) << name;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, VersionContract, testing::ValuesIn(AllBackends()), BackendName);
+
+}  // namespace
+}  // namespace contract
