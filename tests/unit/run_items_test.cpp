@@ -178,8 +178,10 @@ TEST_F(RunItemsTest, MissingOrDeniedKeyGivesMinusOneAndOnlyRefresh) {
 }
 
 TEST_F(RunItemsTest, CallbackStopReturnsEntriesDeliveredSoFar) {
-    for (int i = 0; i < 7; ++i)
-        machine.SetString(kHkeyCurrentUser, kRun, u"V" + talutils::Decimal(i), u"x.exe");
+    for (char16_t c = u'0'; c < u'7'; ++c) {
+        const char16_t name[] = {u'V', c, 0};
+        machine.SetString(kHkeyCurrentUser, kRun, name, u"x.exe");
+    }
     Delivered d;
     d.stopAt = 4;
     EXPECT_EQ(run.EnumerateItems(Collect, true, &d), 5);
