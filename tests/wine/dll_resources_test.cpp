@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -101,14 +102,13 @@ bool SameControl(const Control& a, const Control& b) {
 }
 
 std::string Describe(const Control& c) {
-    std::string s = std::to_string(c.id) + " ";
-    for (wchar_t ch : c.className) s += static_cast<char>(ch);
-    s += " " + std::to_string(c.x) + "," + std::to_string(c.y) + "," + std::to_string(c.cx) + "," +
-         std::to_string(c.cy) + " \"";
-    for (wchar_t ch : c.text) s += static_cast<char>(ch);
-    char style[16];
-    snprintf(style, sizeof style, "%08lX", static_cast<unsigned long>(c.style));
-    return s + "\" " + style;
+    std::ostringstream out;
+    out << c.id << ' ';
+    for (wchar_t ch : c.className) out << static_cast<char>(ch);
+    out << ' ' << c.x << ',' << c.y << ',' << c.cx << ',' << c.cy << " \"";
+    for (wchar_t ch : c.text) out << static_cast<char>(ch);
+    out << "\" " << std::hex << std::uppercase << c.style;
+    return out.str();
 }
 
 class DllResourcesTest : public ::testing::Test {
