@@ -1,9 +1,7 @@
 // Run items end to end under Wine: values written into the real HKCU Run key appear on the page
 // hosted in-process, the pane describes their files, Remove deletes exactly the chosen value and
 // Go to leaves the editor's "LastKey" at the key.
-#include <commctrl.h>
 #include <gtest/gtest.h>
-#include <tlhelp32.h>
 
 #include <atomic>
 #include <chrono>
@@ -13,6 +11,9 @@
 
 #include "include/vistrel/host.h"
 #include "platform/win32/windows_api.h"
+// After the wrapper: the process snapshot needs its types.
+#include <tlhelp32.h>
+
 #include "tests/support/win32/build_paths.h"
 
 namespace {
