@@ -5,6 +5,7 @@
 
 #include "platform/memory/memory_state.h"
 #include "platform/memory/memory_text.h"
+#include "platform/version_block_reader.h"
 
 namespace platform::memory::detail {
 
@@ -42,14 +43,10 @@ bool MemoryVersion::Get(const char16_t* path, std::uint32_t size, void* out) {
 
 bool MemoryVersion::Query(const void* block, const char16_t* subBlock, const void** buffer,
                           std::uint32_t* length) {
-    // VERSION-BLOCK-READER: answer through platform::ReadVersionBlock... of
-    // platform/version_block_reader.h once that portable reader is in the tree; until then no
-    // query of a block succeeds.
-    (void)block;
-    (void)subBlock;
-    if (buffer != nullptr) *buffer = nullptr;
-    if (length != nullptr) *length = 0;
-    return false;
+    // The block is the one Get filled: its first word says how many of its bytes to trust.
+    if (block == nullptr || subBlock == nullptr || buffer == nullptr || length == nullptr)
+        return false;
+    return QueryVersionBlock(block, subBlock, buffer, length);
 }
 
 }  // namespace platform::memory::detail
