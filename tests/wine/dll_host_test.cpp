@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 #include "include/vistrel/host.h"
@@ -36,6 +35,19 @@ vistrel::ProcessDataFunction Export(HMODULE module) {
     // FARPROC has no parameters; going through void* keeps the cast explicit.
     return reinterpret_cast<vistrel::ProcessDataFunction>(
         reinterpret_cast<void*>(GetProcAddress(module, vistrel::kProcessDataName)));
+}
+
+std::string ReadWholeFile(const std::wstring& path) {
+    std::string bytes;
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_EXISTING, 0, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return bytes;
+    char chunk[4096];
+    DWORD read = 0;
+    while (ReadFile(file, chunk, sizeof chunk, &read, nullptr) && read > 0)
+        bytes.append(chunk, read);
+    CloseHandle(file);
+    return bytes;
 }
 
 std::wstring ClassOf(HWND window) {
@@ -204,7 +216,9 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
 }
 
 TEST_F(DllHostTest, PageTakesItsNameFromTheLanguageFileCutToThirtyOne) {
-    UseOwnLanguageFile("IDS_PLUGIN_NAME=Autostart places and processes 1234567890\r\n");
+    UseOwnLanguageFile(
+        "IDS_PLUGIN_NAME=Autostart places and processes 1234567890\r\n"
+        "IDS_VISTREL_TITLE=What starts with this computer\r\n");
     ASSERT_EQ(Initialise(), 1u);
     ASSERT_NE(MakeParent(), nullptr);
     vistrel::ParentWindowObject object{nullptr, parent};
@@ -213,6 +227,10 @@ TEST_F(DllHostTest, PageTakesItsNameFromTheLanguageFileCutToThirtyOne) {
     EXPECT_EQ(TextAt(descriptor, 0),
               std::wstring(L"Autostart places and processes 1234567890", 31));
     EXPECT_EQ(TextAt(descriptor, 64), L"System Information");
+    // The page's title comes from the same file.
+    wchar_t title[128] = {};
+    GetDlgItemTextW(GetWindow(parent, GW_CHILD), 22101, title, 128);
+    EXPECT_STREQ(title, L"What starts with this computer");
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
     EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
 
@@ -223,6 +241,44 @@ TEST_F(DllHostTest, PageTakesItsNameFromTheLanguageFileCutToThirtyOne) {
     process = Export(module);
     ASSERT_NE(process, nullptr);
     EXPECT_EQ(TextAt(Command(vistrel::kCommandGetDescriptor), 0), L"&Vistrel");
+}
+
+TEST_F(DllHostTest, TraceGoesToVistrelLogInTheHostsCurrentFolder) {
+    UseOwnLanguageFile("");
+    wchar_t previous[MAX_PATH] = {};
+    GetCurrentDirectoryW(MAX_PATH, previous);
+    ASSERT_TRUE(SetCurrentDirectoryW(ownLangDir.c_str()));
+    const std::wstring log = ownLangDir + L"\\vistrel.log";
+    context.trace_mode = 1;
+    ASSERT_EQ(Initialise(), 1u);
+    ASSERT_NE(MakeParent(), nullptr);
+    vistrel::ParentWindowObject object{nullptr, parent};
+    ASSERT_NE(Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object)), 0u);
+    EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
+    std::string text;
+    for (int i = 0; i < 100 && text.find("FillItemsProc: <=") == std::string::npos; ++i) {
+        Pump(std::chrono::milliseconds(50));
+        text = ReadWholeFile(log);
+    }
+    EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
+    EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
+    EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
+    SetCurrentDirectoryW(previous);
+    DeleteFileW(log.c_str());
+
+    // The first line of the population, stamped and tagged with the worker's thread id.
+    const std::size_t at = text.find("VistrelDlg:FillItemsProc: =>");
+    ASSERT_NE(at, std::string::npos) << text;
+    const std::size_t lineStart =
+        text.rfind('\n', at) == std::string::npos ? 0 : text.rfind('\n', at) + 1;
+    const std::string prefix = text.substr(lineStart, at - lineStart);
+    ASSERT_GE(prefix.size(), 17u) << prefix;
+    EXPECT_EQ(prefix[2], ':');
+    EXPECT_EQ(prefix[5], ':');
+    EXPECT_EQ(prefix[8], '.');
+    EXPECT_EQ(prefix.substr(12, 2), " [");
+    EXPECT_EQ(prefix.substr(prefix.size() - 2), "] ");
+    EXPECT_NE(text.find("FillItemsProc: <="), std::string::npos);
 }
 
 }  // namespace
