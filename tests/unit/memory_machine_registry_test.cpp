@@ -92,6 +92,25 @@ TEST_F(MemoryRegistryTest, EnumValueNameAndDataSizesFollowTheSystem) {
     reg_.CloseKey(key);
 }
 
+TEST_F(MemoryRegistryTest, UncountedStringTerminatorIsStoredOnlyForStringTypes) {
+    RegKey key = Open(u"", kKeyAllAccess);
+    const char16_t text[] = {u'a', u'b', 0, u'z'};
+    ASSERT_EQ(reg_.SetValue(key, u"sz", kRegSz, text, 4), kErrorSuccess);
+    ASSERT_EQ(reg_.SetValue(key, u"multi", kRegMultiSz, text, 4), kErrorSuccess);
+    ASSERT_EQ(reg_.SetValue(key, u"bin", kRegBinary, text, 4), kErrorSuccess);
+    ASSERT_EQ(reg_.SetValue(key, u"counted", kRegSz, text, 6), kErrorSuccess);
+    const char16_t unterminated[] = {u'a', u'b', u'z'};
+    ASSERT_EQ(reg_.SetValue(key, u"open", kRegSz, unterminated, 4), kErrorSuccess);
+    for (const auto& [name, bytes] :
+         {std::pair{u"sz", 6u}, std::pair{u"multi", 6u}, std::pair{u"bin", 4u},
+          std::pair{u"counted", 6u}, std::pair{u"open", 4u}}) {
+        std::uint32_t size = 0;
+        EXPECT_EQ(reg_.QueryValue(key, name, nullptr, nullptr, &size), kErrorSuccess);
+        EXPECT_EQ(size, bytes) << static_cast<char>(name[0]);
+    }
+    EXPECT_EQ(machine_.GetString(kHkeyCurrentUser, u"", u"open"), u"ab");
+}
+
 TEST_F(MemoryRegistryTest, ValuesKeepInsertionOrderAndSubKeysComeSorted) {
     RegKey key = nullptr;
     ASSERT_EQ(reg_.CreateKey(kHkeyCurrentUser, u"K\\L", kKeyAllAccess, &key), kErrorSuccess);

@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/version_block_builder.h"
+
 namespace {
 
 using namespace platform;
@@ -312,6 +314,44 @@ TEST(MemoryResources, StringsByIdAndLastErrorPerThread) {
     std::thread([&] { seenElsewhere = machine.LastError(); }).join();
     EXPECT_EQ(seenElsewhere, 0u);
     EXPECT_EQ(machine.LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
+}
+
+TEST(MemoryVersion, BlocksAreHandedOutAsStoredAndQueriedThroughTheReader) {
+    MemoryMachine machine;
+    VersionInfo& version = machine.version();
+    testsupport::VersionBlockContents contents;
+    contents.fileVersion = {1, 2, 3, 4};
+    contents.tables.push_back({0x0409, 0x04B0, {{u"CompanyName", u"Maker"}}});
+    contents.translations = {{0x0409, 0x04B0}};
+    const std::string block = testsupport::BuildVersionBlock(contents);
+    machine.SetVersionBlock(u"C:\\App\\app.exe", block);
+    machine.AddFile(u"C:\\App\\plain.exe");
+
+    EXPECT_EQ(version.GetSize(u"C:\\App\\missing.exe"), 0u);
+    EXPECT_EQ(machine.LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
+    EXPECT_EQ(version.GetSize(u"C:\\App\\plain.exe"), 0u);
+    EXPECT_EQ(machine.LastError(), static_cast<std::uint32_t>(kErrorResourceTypeNotFound));
+    const std::uint32_t size = version.GetSize(u"c:\\app\\APP.EXE");
+    ASSERT_EQ(size, block.size());
+
+    std::vector<char> copy(size);
+    ASSERT_TRUE(version.Get(u"C:\\App\\app.exe", size, copy.data()));
+    const void* value = nullptr;
+    std::uint32_t length = 0;
+    ASSERT_TRUE(
+        version.Query(copy.data(), u"\\StringFileInfo\\040904B0\\CompanyName", &value, &length));
+    EXPECT_EQ(std::u16string(static_cast<const char16_t*>(value)), u"Maker");
+    ASSERT_TRUE(version.Query(copy.data(), u"\\", &value, &length));
+    EXPECT_EQ(length, 52u);  // sizeof(VS_FIXEDFILEINFO)
+    EXPECT_FALSE(
+        version.Query(copy.data(), u"\\StringFileInfo\\04070000\\CompanyName", &value, &length));
+
+    // A copy cut short holds only the bytes asked for; the rest of it can't be read as a block.
+    std::vector<char> cut(size, 0);
+    ASSERT_TRUE(version.Get(u"C:\\App\\app.exe", 8, cut.data()));
+    EXPECT_EQ(std::string(cut.data(), 8), block.substr(0, 8));
+    EXPECT_EQ(cut[8], 0);
+    EXPECT_FALSE(version.Query(cut.data(), u"\\", &value, &length));
 }
 
 }  // namespace
