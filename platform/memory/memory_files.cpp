@@ -219,6 +219,13 @@ FindHandle MemoryFiles::FindFirst(const char16_t* pattern, FindData* data) {
         state_.SetLastError(static_cast<std::uint32_t>(status));
         return nullptr;
     }
+    // Wildcards belong in the last component only.
+    for (std::size_t i = 0; i + 1 < path.parts.size(); ++i) {
+        if (HasWildcard(path.parts[i])) {
+            state_.SetLastError(static_cast<std::uint32_t>(kErrorInvalidName));
+            return nullptr;
+        }
+    }
     FileNode* folder = Parent(path, &status);
     if (folder == nullptr) {
         state_.SetLastError(static_cast<std::uint32_t>(status));

@@ -21,6 +21,7 @@ namespace platform::memory::detail {
 inline constexpr Status kErrorKeyDeleted = 1018;
 inline constexpr Status kErrorEnvVarNotFound = 203;
 inline constexpr Status kErrorDirectory = 267;
+inline constexpr Status kErrorInvalidName = 123;
 inline constexpr Status kErrorResourceNameNotFound = 1814;
 
 struct MachineState;

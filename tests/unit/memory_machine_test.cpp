@@ -94,6 +94,9 @@ TEST_F(MemoryFilesTest, FindGivesDotEntriesSortedNamesAndSystemErrors) {
     EXPECT_EQ(Names(u"C:\\Windows\\nothing"), (V{u"#2"}));
     EXPECT_EQ(Names(u"C:\\Nowhere\\*"), (V{u"#3"}));
     EXPECT_EQ(Names(u""), (V{u"#3"}));
+    // Wildcards outside the last component make the name invalid (123).
+    EXPECT_EQ(machine_.files().FindFirst(u"C:\\Win*\\win.ini", nullptr), nullptr);
+    EXPECT_EQ(machine_.LastError(), 123u);
 
     FindData data;
     FindHandle h = files_.FindFirst(u"C:\\Windows\\win.ini", &data);
