@@ -154,6 +154,8 @@ TEST_F(ToolsOnWine, LinkToAnAbsolutePathResolvesToItsTarget) {
     ASSERT_TRUE(platform::machine().environment().GetVariable(u"TEMP", &temp));
     const std::u16string link = temp + u"\\vistrel_tools_test.lnk";
     const std::u16string target = Folder(platform::kCsidlSystem) + u"kernel32.dll";
+    // Writing the link needs COM on this thread; reading it initialises COM by itself.
+    ASSERT_GE(platform::machine().shell().ComInitialize(), 0);
     ASSERT_GE(platform::machine().shell().CreateLink(link.c_str(), target.c_str()), 0);
 
     std::u16string out;
