@@ -268,6 +268,41 @@ TEST_P(RegistryContract, HandlesAreCheckedAndRightsHonoured) {
     registry().CloseKey(again);
 }
 
+TEST_P(RegistryContract, EachCallNeedsItsOwnRight) {
+    RegKey sub = nullptr;
+    ASSERT_EQ(registry().CreateKey(scratch(), u"Parent\\Child", kKeyAllAccess, &sub),
+              kErrorSuccess);
+    const std::uint32_t one = 1;
+    ASSERT_EQ(registry().SetValue(sub, u"v", kRegDword, &one, 4), kErrorSuccess);
+    registry().CloseKey(sub);
+
+    RegKey queryOnly = nullptr;
+    ASSERT_EQ(registry().OpenKey(scratch(), u"Parent", kKeyQueryValue, &queryOnly), kErrorSuccess);
+    char16_t name[16];
+    std::uint32_t chars = 16;
+    EXPECT_EQ(registry().EnumKey(queryOnly, 0, name, &chars), kErrorAccessDenied);
+    // Creating a sub-key is checked against the key's security, not against the rights of the
+    // handle it is created through.
+    RegKey created = nullptr;
+    EXPECT_EQ(registry().CreateKey(queryOnly, u"New", kKeyAllAccess, &created), kErrorSuccess);
+    registry().CloseKey(created);
+    EXPECT_EQ(registry().CreateKey(queryOnly, u"Child", kKeyRead, &created), kErrorSuccess);
+    registry().CloseKey(created);
+    registry().CloseKey(queryOnly);
+
+    RegKey enumerateOnly = nullptr;
+    ASSERT_EQ(registry().OpenKey(scratch(), u"Parent\\Child", kKeyEnumerateSubKeys, &enumerateOnly),
+              kErrorSuccess);
+    std::uint32_t size = 0;
+    EXPECT_EQ(registry().QueryValue(enumerateOnly, u"v", nullptr, nullptr, &size),
+              kErrorAccessDenied);
+    chars = 16;
+    EXPECT_EQ(registry().EnumValue(enumerateOnly, 0, name, &chars, nullptr, nullptr, nullptr),
+              kErrorAccessDenied);
+    EXPECT_EQ(registry().DeleteValue(enumerateOnly, u"v"), kErrorAccessDenied);
+    registry().CloseKey(enumerateOnly);
+}
+
 TEST_P(RegistryContract, DeniedKeyRefusesOpeningUntilAllowedAgain) {
     RegKey sub = nullptr;
     ASSERT_EQ(registry().CreateKey(scratch(), u"Locked", kKeyAllAccess, &sub), kErrorSuccess);
