@@ -130,6 +130,34 @@ TEST_P(FilesContract, FoldersAndRemoval) {
     EXPECT_FALSE(files().GetAttributes(folder.c_str(), &attributes));
 }
 
+TEST_P(FilesContract, RelativePathsStartAtTheCurrentFolder) {
+    const std::u16string current = files().CurrentDirectory();
+    ASSERT_FALSE(current.empty());
+    EXPECT_NE(current.back(), u'\\');
+    std::uint32_t attributes = 0;
+    ASSERT_TRUE(files().GetAttributes(current.c_str(), &attributes));
+    EXPECT_NE(attributes & kFileAttributeDirectory, 0u);
+
+    // Whatever the current folder holds is found by its bare name too.
+    FindData data;
+    FindHandle find = files().FindFirst((current + u"\\*").c_str(), &data);
+    ASSERT_NE(find, nullptr);
+    std::u16string entry;
+    do {
+        if (data.name != u"." && data.name != u"..") entry = data.name;
+    } while (entry.empty() && files().FindNext(find, &data));
+    files().FindClose(find);
+    ASSERT_FALSE(entry.empty());
+    std::uint32_t direct = 0;
+    ASSERT_TRUE(files().GetAttributes((current + u"\\" + entry).c_str(), &direct));
+    ASSERT_TRUE(files().GetAttributes(entry.c_str(), &attributes));
+    EXPECT_EQ(attributes, direct);
+    find = files().FindFirst(entry.c_str(), &data);
+    ASSERT_NE(find, nullptr);
+    EXPECT_EQ(data.name, entry);
+    files().FindClose(find);
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, FilesContract, testing::ValuesIn(AllBackends()), BackendName);
 
 }  // namespace
