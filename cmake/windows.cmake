@@ -74,11 +74,15 @@ if(VISTREL_WINE_TEST_SOURCES)
     set_tests_properties(wine_windows_only PROPERTIES RUN_SERIAL TRUE)
 endif()
 
-# --- Platform contract suite: a DLL that holds only a version resource. The suite reads it with
-# the system's version library and compares the answers with the in-memory block reader.
+# --- Platform backend tests: a DLL that holds only a version resource, which the contract suite
+# reads with the system's version library and compares with the in-memory block reader; and
+# string resources of the Windows-only test program for the test of the string lookup.
 add_library(version_probe SHARED tests/support/version_probe/version_probe.c
     tests/support/version_probe/version_probe.rc)
 set_target_properties(version_probe PROPERTIES PREFIX "" OUTPUT_NAME version_probe)
 add_dependencies(vistrel_tests version_probe)
 target_compile_definitions(vistrel_tests PRIVATE
     VISTREL_VERSION_PROBE_DLL="$<TARGET_FILE:version_probe>")
+if(TARGET vistrel_wine_tests)
+    target_sources(vistrel_wine_tests PRIVATE tests/wine/platform_strings.rc)
+endif()

@@ -138,6 +138,18 @@ TEST_F(Win32WindowsTest, ShowCommandFollowsShow) {
     EXPECT_EQ(show, static_cast<std::uint32_t>(SW_SHOWNORMAL));
 }
 
+TEST(Win32Resources, StringsOfTheProgramAreFoundWhole) {
+    std::u16string text;
+    EXPECT_EQ(Real().resources().LoadText(64001, &text), 10);
+    EXPECT_EQ(text, u"Probe text");
+    // Longer than any fixed buffer the lookup might use.
+    std::u16string expected;
+    for (int i = 0; i < 20; ++i) expected += u"Long probe text ";
+    expected.pop_back();
+    EXPECT_EQ(Real().resources().LoadText(64002, &text), static_cast<int>(expected.size()));
+    EXPECT_EQ(text, expected);
+}
+
 TEST(Win32Resources, MissingStringGivesNothing) {
     std::u16string text = u"old";
     EXPECT_EQ(Real().resources().LoadText(65001, &text), 0);
