@@ -48,6 +48,7 @@ struct Node {
     std::uint32_t valueBytes = 0;
     std::uint16_t valueLength = 0;  // as stored: characters or bytes
     std::uint32_t childrenStart = 0;
+    bool text = false;
 };
 
 bool ReadNode(const BlockView& view, std::uint32_t start, std::uint32_t limit, Node* node) {
@@ -58,7 +59,7 @@ bool ReadNode(const BlockView& view, std::uint32_t start, std::uint32_t limit, N
         !view.Word(start + 4, &type)) {
         return false;
     }
-    if (length < kHeaderBytes + 2 || length > limit - start) return false;
+    if (length < kHeaderBytes + 2 || length > limit - start || type > 1) return false;
     node->start = start;
     node->end = start + length;
     node->keyStart = start + kHeaderBytes;
@@ -72,7 +73,8 @@ bool ReadNode(const BlockView& view, std::uint32_t start, std::uint32_t limit, N
     node->keyChars = (offset - node->keyStart) / 2 - 1;
     node->valueStart = Align4(offset);
     node->valueLength = valueLength;
-    node->valueBytes = type == 1 ? 2u * valueLength : valueLength;
+    node->text = type == 1;
+    node->valueBytes = node->text ? 2u * valueLength : valueLength;
     if (node->valueStart > node->end || node->valueBytes > node->end - node->valueStart) {
         // An empty value may sit exactly at the node's end even when the padding is missing.
         if (!(node->valueBytes == 0 && node->valueStart >= node->end)) return false;
@@ -126,6 +128,8 @@ bool QueryVersionBlock(const void* block, std::uint32_t blockBytes, const char16
         return true;
     }();
     const char16_t* rest = subBlock;
+    int depth = 0;
+    bool underStrings = false;
     while (*rest != 0) {
         if (*rest == u'\\') {
             ++rest;
@@ -137,9 +141,17 @@ bool QueryVersionBlock(const void* block, std::uint32_t blockBytes, const char16
         if (!FindChild(view, node, rest, static_cast<std::uint32_t>(next - rest), &child)) {
             return false;
         }
+        if (depth == 0) {
+            static constexpr char16_t kStrings[] = u"StringFileInfo";
+            underStrings = KeyIs(view, child, kStrings, sizeof(kStrings) / 2 - 1);
+        }
+        ++depth;
         node = child;
         rest = next;
     }
+    // Callers read a string's length as characters, so a string that isn't stored as text
+    // would send them past the node.
+    if (underStrings && depth == 3 && !node.text) return false;
     if (root && node.valueBytes != 0) {
         std::uint32_t signature = 0;
         if (node.valueBytes < kFixedInfoBytes || !view.Dword(node.valueStart, &signature) ||

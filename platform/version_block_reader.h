@@ -16,7 +16,8 @@ namespace platform {
 //   "\StringFileInfo\LLLLCCCC\Name"  the text; *length is the node's value length in
 //                              characters as stored, which for compiled resources counts the
 //                              terminator.
-// False for a missing node or a malformed block; *buffer and *length are then left alone.
+// False for a missing node or a malformed block (a node of a type other than binary 0 or text 1,
+// a string of StringFileInfo that isn't text); *buffer and *length are then left alone.
 bool QueryVersionBlock(const void* block, std::uint32_t blockBytes, const char16_t* subBlock,
                        const void** buffer, std::uint32_t* length);
 

@@ -1,6 +1,7 @@
 // Version blocks: the block reader against hand-built and damaged blocks, and both backends'
 // VersionInfo against the builder's blocks and a DLL whose resource a resource compiler made.
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -175,6 +176,17 @@ TEST(VersionBlockReader, RefusesBlocksThatAreNotVersionBlocks) {
     // Failures leave the outputs alone.
     EXPECT_EQ(buffer, reinterpret_cast<const void*>(1));
     EXPECT_EQ(length, 77u);
+
+    // A string stored as binary would have its length taken as characters, reaching past it.
+    std::string binaryString = block;
+    const std::size_t key = binaryString.find(Utf16Bytes(u"CompanyName", true));
+    ASSERT_NE(key, std::string::npos);
+    ASSERT_EQ(binaryString[key - 2], 1);  // the node's type word
+    binaryString[key - 2] = 0;
+    EXPECT_FALSE(QueryVersionBlock(binaryString.data(), u"\\StringFileInfo\\040904B0\\CompanyName",
+                                   &buffer, &length));
+    EXPECT_TRUE(QueryVersionBlock(
+        binaryString.data(), u"\\StringFileInfo\\040904B0\\FileDescription", &buffer, &length));
 }
 
 TEST(VersionBlockReader, NeverAnswersOutsideATruncatedBlock) {
@@ -200,6 +212,30 @@ TEST(VersionBlockReader, NeverAnswersOutsideATruncatedBlock) {
             const auto* start = static_cast<const unsigned char*>(buffer);
             ASSERT_GE(start, bytes.data()) << cut;
             ASSERT_LE(start + ValueBytes(query, length), bytes.data() + cut) << cut;
+        }
+    }
+}
+
+TEST(VersionBlockReader, NeverAnswersOutsideACorruptedBlock) {
+    const std::string whole = BuildVersionBlock(ProbeContents());
+    std::mt19937 random(20261123);
+    std::uniform_int_distribution<std::size_t> position(0, whole.size() - 1);
+    std::uniform_int_distribution<int> byte(0, 255);
+    for (int round = 0; round < 3000; ++round) {
+        std::vector<unsigned char> bytes(whole.begin(), whole.end());
+        for (int flips = 1 + round % 4; flips > 0; --flips) {
+            bytes[position(random)] = static_cast<unsigned char>(byte(random));
+        }
+        for (const std::u16string& query : Queries()) {
+            const void* buffer = nullptr;
+            std::uint32_t length = 0;
+            if (!QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
+                                   query.c_str(), &buffer, &length)) {
+                continue;
+            }
+            const auto* start = static_cast<const unsigned char*>(buffer);
+            ASSERT_GE(start, bytes.data()) << round;
+            ASSERT_LE(start + ValueBytes(query, length), bytes.data() + bytes.size()) << round;
         }
     }
 }
