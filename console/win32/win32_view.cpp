@@ -1,7 +1,5 @@
 #include "console/win32/win32_view.h"
 
-#include <commctrl.h>
-
 #include <atomic>
 #include <vector>
 
@@ -10,6 +8,9 @@
 #include "console/win32/key_hook.h"
 #include "console/win32/tree_ctrl_ex.h"
 #include "platform/win32/windows_api.h"
+
+// The view's operation shares its name with the API's A/W macro.
+#undef MessageBox
 
 namespace console::win32 {
 namespace {

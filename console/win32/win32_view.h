@@ -69,7 +69,8 @@ class CWin32VistrelView : public IVistrelView {
 
     CVistrelDlg& dialog_;
     void* module_;
-    void* window_ = nullptr;            // HWND of the page
+    // HWND of the page; the worker reads it for the handover.
+    std::atomic<void*> window_{nullptr};
     void* tree_ = nullptr;              // HWND of control 22033
     void* buttons_[kButtonCount] = {};  // HWNDs by position; their ids change with the action
     CTreeCtrlEx* treeCtrl_ = nullptr;
