@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "libs/talutils/text_utils.h"
+#include "tests/support/version_block_builder.h"
 #include "tests/unit/tools_test_support.h"
-#include "tests/unit/tools_version_blocks.h"
 
 namespace {
+
+using testsupport::BuildVersionBlock;
+using testsupport::VersionBlockContents;
 
 struct Line {
     std::int32_t index;
@@ -52,11 +55,12 @@ class FileDetails : public ToolsTest {
 };
 
 TEST_F(FileDetails, RunValueWithQuotesShowsFileAndVersion) {
-    VersionBlockSpec spec;
+    VersionBlockContents spec;
     spec.fileVersion = {1, 2, 30, 400};
     spec.productVersion = {5, 0, 0, 65535};
     spec.translations = {{0x0409, 0x04B0}};
-    spec.strings = {{u"CompanyName", u"Maker Ltd"}, {u"FileDescription", u"Y tool"}};
+    spec.tables = {
+        {0x0409, 0x04B0, {{u"CompanyName", u"Maker Ltd"}, {u"FileDescription", u"Y tool"}}}};
     machine_.AddFile(u"C:\\Program Files\\x\\y.exe");
     machine_.SetVersionBlock(u"C:\\Program Files\\x\\y.exe", BuildVersionBlock(spec));
 
@@ -103,10 +107,10 @@ TEST_F(FileDetails, BareProcessNameFoundInTheSystemFolderIsMarkedAsDoubtful) {
 }
 
 TEST_F(FileDetails, LinkIsFollowedToItsTargetWhileTheObjectStaysTheLink) {
-    VersionBlockSpec spec;
+    VersionBlockContents spec;
     spec.fileVersion = {2, 0, 0, 1};
     spec.translations = {{0x0409, 0x04E4}};
-    spec.strings = {{u"CompanyName", u"Target Maker"}};
+    spec.tables = {{0x0409, 0x04E4, {{u"CompanyName", u"Target Maker"}}}};
     machine_.AddFile(u"C:\\apps\\target.exe");
     machine_.SetVersionBlock(u"C:\\apps\\target.exe", BuildVersionBlock(spec));
     machine_.AddLink(u"C:\\Startup\\App.LNK", u"C:\\apps\\target.exe");
@@ -130,10 +134,11 @@ TEST_F(FileDetails, BrokenLinkIsDescribedAsItself) {
 }
 
 TEST_F(FileDetails, BlockWithoutTranslationTableShowsNumbersAndEmptyTexts) {
-    VersionBlockSpec spec;
+    VersionBlockContents spec;
     spec.fileVersion = {3, 1, 4, 1};
     spec.productVersion = {3, 1, 0, 0};
-    spec.strings = {{u"CompanyName", u"Unreachable"}};
+    spec.withTranslations = false;
+    spec.tables = {{0x0409, 0x04B0, {{u"CompanyName", u"Unreachable"}}}};
     machine_.AddFile(u"C:\\a.dll");
     machine_.SetVersionBlock(u"C:\\a.dll", BuildVersionBlock(spec));
     machine_.ClearTrace();
@@ -147,12 +152,18 @@ TEST_F(FileDetails, BlockWithoutTranslationTableShowsNumbersAndEmptyTexts) {
 }
 
 TEST_F(FileDetails, RecordTakesTheStringsOfTheFirstTranslationPairOnly) {
-    VersionBlockSpec spec;
+    VersionBlockContents spec;
     spec.translations = {{0x0407, 0x04B0}, {0x0409, 0x04B0}};
-    spec.strings = {{u"CompanyName", u"Hersteller"}, {u"Comments", u"c"},
-                    {u"InternalName", u"i"},         {u"OriginalFilename", u"o"},
-                    {u"SpecialBuild", u"s"},         {u"ProductVersion", u"9.9"}};
-    spec.secondTableStrings = {{u"CompanyName", u"Maker"}, {u"FileDescription", u"Only English"}};
+    spec.tables = {
+        {0x0407,
+         0x04B0,
+         {{u"CompanyName", u"Hersteller"},
+          {u"Comments", u"c"},
+          {u"InternalName", u"i"},
+          {u"OriginalFilename", u"o"},
+          {u"SpecialBuild", u"s"},
+          {u"ProductVersion", u"9.9"}}},
+        {0x0409, 0x04B0, {{u"CompanyName", u"Maker"}, {u"FileDescription", u"Only English"}}}};
     machine_.AddFile(u"C:\\b.dll");
     machine_.SetVersionBlock(u"C:\\b.dll", BuildVersionBlock(spec));
 
