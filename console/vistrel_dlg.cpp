@@ -73,6 +73,7 @@ void CVistrelDlg::OnDestroy() {
         provider.Stop(populateClient);
         populateClient = -1;
     }
+    provider.WaitIdle();
     DestroyElevatedHelperSupport();
     SetTitleIfNotEmpty(TextByKey(0, u"IDS_VISTREL_TITLE"));
     ShowRefreshOnly();
@@ -83,7 +84,7 @@ void CVistrelDlg::OnShowWindow(bool show) {
         StartPopulate(false);
     } else {
         StopPopulate();
-        ReleaseElevatedHelper();
+        ReleaseHelperWhenIdle();
     }
 }
 
@@ -104,7 +105,7 @@ std::intptr_t CVistrelDlg::OnTreeDblClk() {
 
 void CVistrelDlg::OnActionButton(std::uint32_t commandId) {
     RunAction(static_cast<std::int32_t>(commandId - console::kFirstButtonId));
-    ReleaseElevatedHelper();
+    ReleaseHelperWhenIdle();
 }
 
 bool CVistrelDlg::PreTranslateKey(std::uint32_t virtualKey) {
@@ -129,6 +130,14 @@ bool CVistrelDlg::PreTranslateKey(std::uint32_t virtualKey) {
 
 void CVistrelDlg::GetText(std::int32_t id, std::u16string& text) {
     text = TextById(id);
+}
+
+void CVistrelDlg::ReleaseHelperWhenIdle() {
+    // A population that runs (Refresh was pressed) releases the helper itself when it ends; the
+    // worker of a finished one may still be releasing it, so it is joined first.
+    if (populateClient >= 0) return;
+    provider.WaitIdle();
+    ReleaseElevatedHelper();
 }
 
 void CVistrelDlg::SetTitleIfNotEmpty(const char16_t* text) {

@@ -84,6 +84,7 @@ class CVistrelDlg : public CTalDialog, public TextForControl {
 
   private:
     void SetTitleIfNotEmpty(const char16_t* text);
+    void ReleaseHelperWhenIdle();
     void HideAllButtons();
     void ShowRefreshOnly();
 
