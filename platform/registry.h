@@ -40,7 +40,9 @@ public:
     virtual Status EnumKey(RegKey key, std::uint32_t index, char16_t* name,
                            std::uint32_t* nameChars) = 0;
 
-    // RegSetValueExW. name null or empty is the default value. Stores exactly dataBytes bytes.
+    // RegSetValueExW. name null or empty is the default value. Stores exactly dataBytes bytes;
+    // for string types a later read that has room also finds a terminator after them that the
+    // stored size does not count, as Windows keeps one there.
     virtual Status SetValue(RegKey key, const char16_t* name, std::uint32_t type,
                             const void* data, std::uint32_t dataBytes) = 0;
 
