@@ -7,7 +7,7 @@
 namespace platform {
 
 class Environment {
-public:
+  public:
     virtual ~Environment() = default;
 
     // ExpandEnvironmentStringsW. Returns the characters needed including the terminator, or 0

@@ -16,7 +16,7 @@ struct FindData {
 };
 
 class Files {
-public:
+  public:
     virtual ~Files() = default;
 
     // FindFirstFileW: null when nothing matches (LastError then tells why). The pattern's last

@@ -15,6 +15,8 @@ Machine& machine() {
     return *m;
 }
 
-Machine* SetMachine(Machine* m) { return g_machine.exchange(m, std::memory_order_acq_rel); }
+Machine* SetMachine(Machine* m) {
+    return g_machine.exchange(m, std::memory_order_acq_rel);
+}
 
 }  // namespace platform

@@ -17,7 +17,7 @@
 namespace platform {
 
 class Machine {
-public:
+  public:
     virtual ~Machine() = default;
 
     virtual Registry& registry() = 0;

@@ -30,7 +30,7 @@ static_assert(sizeof(ShellExecuteInfo) == 112);
 inline constexpr std::uint32_t kSeeMaskNoCloseProcess = 0x40;
 
 class Processes {
-public:
+  public:
     virtual ~Processes() = default;
 
     // ShellExecuteExW. On success *processId is the new process's id (0 if none was started)

@@ -8,7 +8,7 @@
 namespace platform {
 
 class Registry {
-public:
+  public:
     virtual ~Registry() = default;
 
     // RegOpenKeyExW. On success *result is an open key; on failure it is set to null.
@@ -43,8 +43,8 @@ public:
     // RegSetValueExW. name null or empty is the default value. Stores exactly dataBytes bytes;
     // for string types a later read that has room also finds a terminator after them that the
     // stored size does not count, as Windows keeps one there.
-    virtual Status SetValue(RegKey key, const char16_t* name, std::uint32_t type,
-                            const void* data, std::uint32_t dataBytes) = 0;
+    virtual Status SetValue(RegKey key, const char16_t* name, std::uint32_t type, const void* data,
+                            std::uint32_t dataBytes) = 0;
 
     // RegDeleteValueW. A missing value gives kErrorFileNotFound.
     virtual Status DeleteValue(RegKey key, const char16_t* name) = 0;

@@ -7,7 +7,7 @@
 namespace platform {
 
 class Resources {
-public:
+  public:
     virtual ~Resources() = default;
 
     // LoadStringW through the chain of resource modules of the process. Returns the length

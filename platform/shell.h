@@ -16,10 +16,18 @@ struct SpecialFolder {
 };
 
 // Where reading a shell link stopped. kNone: all steps worked.
-enum class LinkStep { kNone, kCreate, kQueryPersistFile, kLoad, kResolve, kGetPath, kGetDescription };
+enum class LinkStep {
+    kNone,
+    kCreate,
+    kQueryPersistFile,
+    kLoad,
+    kResolve,
+    kGetPath,
+    kGetDescription
+};
 
 class Shell {
-public:
+  public:
     virtual ~Shell() = default;
 
     virtual SpecialFolder GetSpecialFolder(int csidl) = 0;

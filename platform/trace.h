@@ -6,7 +6,7 @@
 namespace platform {
 
 class TraceSink {
-public:
+  public:
     virtual ~TraceSink() = default;
 
     // Appends one finished line (UTF-8, no line end) to the named log file. Called under the

@@ -1,5 +1,5 @@
-// Portable platform vocabulary: handle kinds, status codes and constants, all with their Win32 values.
-// No declarations of operations here; each concern has its own header.
+// Portable platform vocabulary: handle kinds, status codes and constants, all with their Win32
+// values. No declarations of operations here; each concern has its own header.
 #pragma once
 
 #include <cstdint>
@@ -38,7 +38,8 @@ inline constexpr HResult kEInvalidArg = static_cast<HResult>(0x80070057u);
 inline constexpr HResult kENotImpl = static_cast<HResult>(0x80004001u);
 inline constexpr HResult kEOutOfMemory = static_cast<HResult>(0x8007000Eu);
 inline constexpr HResult HResultFromWin32(Status s) {
-    return s <= 0 ? s : static_cast<HResult>((static_cast<std::uint32_t>(s) & 0xFFFFu) | 0x80070000u);
+    return s <= 0 ? s
+                  : static_cast<HResult>((static_cast<std::uint32_t>(s) & 0xFFFFu) | 0x80070000u);
 }
 
 // Opaque handles. Each maps one to one onto its Win32 kind in the real backend.

@@ -10,7 +10,7 @@ namespace platform {
 
 template <class Traits>
 class UniqueHandle {
-public:
+  public:
     using Handle = typename Traits::Handle;
 
     UniqueHandle() = default;
@@ -37,7 +37,7 @@ public:
         if (old != Traits::Invalid()) Traits::Close(old);
     }
 
-private:
+  private:
     Handle handle_ = Traits::Invalid();
 };
 

@@ -6,7 +6,7 @@
 namespace platform {
 
 class VersionInfo {
-public:
+  public:
     virtual ~VersionInfo() = default;
 
     // GetFileVersionInfoSizeW: 0 when the file has no block or can't be read.

@@ -14,7 +14,7 @@ inline constexpr std::uint32_t kVkLeft = 37;
 inline constexpr std::uint32_t kVkRight = 39;
 
 class Windows {
-public:
+  public:
     virtual ~Windows() = default;
 
     // FindWindowW: class and title compared as Windows does; null when none.
@@ -31,8 +31,8 @@ public:
     virtual bool SetForeground(WindowHandle window) = 0;
     virtual bool SetFocus(WindowHandle window) = 0;
     // SendMessageW (named Send: windows.h makes SendMessage a macro).
-    virtual std::intptr_t Send(WindowHandle window, std::uint32_t message,
-                                      std::uintptr_t wParam, std::intptr_t lParam) = 0;
+    virtual std::intptr_t Send(WindowHandle window, std::uint32_t message, std::uintptr_t wParam,
+                               std::intptr_t lParam) = 0;
     virtual void Sleep(std::uint32_t milliseconds) = 0;
 };
 

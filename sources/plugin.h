@@ -53,7 +53,7 @@ inline constexpr std::int32_t kTextActionRestore = 22204;
 // source's own list; -1 is the source itself. EnumerateItems and SetUseElevation run on the
 // population's worker, everything else on the dialog's thread; sources hold no lock.
 class CVistrelPlugin {
-public:
+  public:
     CVistrelPlugin() = default;
     CVistrelPlugin(const CVistrelPlugin&) = delete;
     CVistrelPlugin& operator=(const CVistrelPlugin&) = delete;
@@ -102,7 +102,7 @@ public:
 
 // A source that owns an ordered list of child sources; every inner node of the tree is one.
 class CVistrelPluginContainer : public CVistrelPlugin {
-public:
+  public:
     ~CVistrelPluginContainer() override;
     std::int32_t EnumerateItems(EntryCallback callback, bool refresh, void* context) override;
     std::int32_t GetActionCount() override { return 1; }

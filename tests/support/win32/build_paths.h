@@ -13,7 +13,11 @@ inline std::wstring FromUnix(const char* unixPath) {
 }
 
 // build/windows/dist: vistrel.dll, Lang\l_vistrel.ini, vistrel-host.exe.
-inline std::wstring DistDir() { return FromUnix(VISTREL_DIST_DIR); }
-inline std::wstring SourceDir() { return FromUnix(VISTREL_SOURCE_DIR); }
+inline std::wstring DistDir() {
+    return FromUnix(VISTREL_DIST_DIR);
+}
+inline std::wstring SourceDir() {
+    return FromUnix(VISTREL_SOURCE_DIR);
+}
 
 }  // namespace testpaths
