@@ -1,11 +1,18 @@
 // vistrel.dll driven as a host drives it: loaded with LoadLibraryW, every command through the
 // one export, the descriptor read at its offsets, the page created in a real parent window,
-// then shown, hidden, destroyed, torn down and unloaded.
+// then shown, hidden, destroyed, torn down and unloaded. And the file as a host ships it: one
+// export, the two dialog templates, the version record and the common-controls manifest.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstring>
+#include <cwchar>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
 #include <string>
+#include <vector>
 
 #include "include/vistrel/host.h"
 #include "platform/win32/windows_api.h"
@@ -31,31 +38,6 @@ void Pump(std::chrono::milliseconds duration) {
     }
 }
 
-vistrel::ProcessDataFunction Export(HMODULE module) {
-    // FARPROC has no parameters; going through void* keeps the cast explicit.
-    return reinterpret_cast<vistrel::ProcessDataFunction>(
-        reinterpret_cast<void*>(GetProcAddress(module, vistrel::kProcessDataName)));
-}
-
-std::string ReadWholeFile(const std::wstring& path) {
-    std::string bytes;
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                              nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return bytes;
-    char chunk[4096];
-    DWORD read = 0;
-    while (ReadFile(file, chunk, sizeof chunk, &read, nullptr) && read > 0)
-        bytes.append(chunk, read);
-    CloseHandle(file);
-    return bytes;
-}
-
-std::wstring ClassOf(HWND window) {
-    wchar_t name[64] = {};
-    GetClassNameW(window, name, 64);
-    return name;
-}
-
 std::wstring TextAt(std::uint64_t address, std::size_t offset) {
     return reinterpret_cast<const wchar_t*>(static_cast<std::uintptr_t>(address) + offset);
 }
@@ -63,15 +45,10 @@ std::wstring TextAt(std::uint64_t address, std::size_t offset) {
 class DllHostTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        module = LoadLibraryW((testpaths::DistDir() + L"\\vistrel.dll").c_str());
-        ASSERT_NE(module, nullptr) << "LoadLibraryW failed: " << GetLastError();
-        process = Export(module);
-        ASSERT_NE(process, nullptr);
+        Load();
         installPath = testpaths::DistDir();
         context.install_path = reinterpret_cast<const char16_t*>(installPath.c_str());
-        context.trace_mode = 0;
         context.host_callback = &HostService;
-        context.gdi_manager = nullptr;
     }
     void TearDown() override {
         if (parent) DestroyWindow(parent);
@@ -79,52 +56,61 @@ class DllHostTest : public ::testing::Test {
             process(vistrel::kCommandTearDown, 0);
             EXPECT_TRUE(FreeLibrary(module));
         }
-        if (!ownLangDir.empty()) {
-            DeleteFileW((ownLangDir + L"\\Lang\\l_vistrel.ini").c_str());
-            RemoveDirectoryW((ownLangDir + L"\\Lang").c_str());
-            RemoveDirectoryW(ownLangDir.c_str());
-        }
+        if (!previousDir.empty()) std::filesystem::current_path(previousDir);
+        if (!ownDir.empty()) std::filesystem::remove_all(ownDir);
     }
 
+    void Load() {
+        module = LoadLibraryW(dllPath.c_str());
+        ASSERT_NE(module, nullptr) << "LoadLibraryW failed: " << GetLastError();
+        // FARPROC has no parameters; going through void* keeps the cast explicit.
+        process = reinterpret_cast<vistrel::ProcessDataFunction>(
+            reinterpret_cast<void*>(GetProcAddress(module, vistrel::kProcessDataName)));
+        ASSERT_NE(process, nullptr);
+    }
+    std::string Resource(LPCWSTR name, LPCWSTR type) {
+        HRSRC found = FindResourceW(module, name, type);
+        HGLOBAL loaded = found ? LoadResource(module, found) : nullptr;
+        const void* data = loaded ? LockResource(loaded) : nullptr;
+        return data ? std::string(static_cast<const char*>(data), SizeofResource(module, found))
+                    : std::string();
+    }
     std::uint64_t Command(std::uint32_t command, std::uintptr_t argument = 0) {
         return process(command, argument);
     }
     std::uint64_t Initialise() {
         return Command(vistrel::kCommandInitialise, reinterpret_cast<std::uintptr_t>(&context));
     }
-    HWND MakeParent() {
+    // Command 3 with a fresh host window; the first word of the object is the host's own.
+    std::uint64_t CreatePage(void* table = nullptr) {
         parent = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 700,
                                  600, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
-        return parent;
+        EXPECT_NE(parent, nullptr);
+        object = {table, parent};
+        return Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object));
     }
     // A folder of this test's own with a language file of the given UTF-8 lines.
     void UseOwnLanguageFile(const std::string& lines) {
-        wchar_t temp[MAX_PATH] = {};
-        GetTempPathW(MAX_PATH, temp);
-        ownLangDir =
-            std::wstring(temp) + L"vistrel_dll_host_" + std::to_wstring(GetCurrentProcessId());
-        CreateDirectoryW(ownLangDir.c_str(), nullptr);
-        CreateDirectoryW((ownLangDir + L"\\Lang").c_str(), nullptr);
-        HANDLE file = CreateFileW((ownLangDir + L"\\Lang\\l_vistrel.ini").c_str(), GENERIC_WRITE, 0,
-                                  nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-        ASSERT_NE(file, INVALID_HANDLE_VALUE);
-        const std::string bytes = "[LangSupport]\r\n" + lines;
-        DWORD written = 0;
-        WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-        CloseHandle(file);
-        installPath = ownLangDir;
+        ownDir = std::filesystem::temp_directory_path() /
+                 ("vistrel_dll_host_" + std::to_string(GetCurrentProcessId()));
+        std::filesystem::create_directories(ownDir / "Lang");
+        std::ofstream(ownDir / "Lang" / "l_vistrel.ini", std::ios::binary)
+            << "[LangSupport]\r\n" + lines;
+        installPath = ownDir.wstring();
         context.install_path = reinterpret_cast<const char16_t*>(installPath.c_str());
     }
 
+    const std::wstring dllPath = testpaths::DistDir() + L"\\vistrel.dll";
     HMODULE module = nullptr;
     vistrel::ProcessDataFunction process = nullptr;
     std::wstring installPath;
-    std::wstring ownLangDir;
+    std::filesystem::path ownDir, previousDir;
     vistrel::HostContext context{};
+    vistrel::ParentWindowObject object{};
     HWND parent = nullptr;
 };
 
-TEST_F(DllHostTest, DescriptorRecordAndUnknownCommandsBeforeAnyPage) {
+TEST_F(DllHostTest, DescriptorRecordAndCommandsBeforeCommandZero) {
     const std::uint64_t descriptor = Command(vistrel::kCommandGetDescriptor);
     ASSERT_NE(descriptor, 0u);
     EXPECT_EQ(TextAt(descriptor, 0), L"&Vistrel");
@@ -132,20 +118,16 @@ TEST_F(DllHostTest, DescriptorRecordAndUnknownCommandsBeforeAnyPage) {
     EXPECT_EQ(TextAt(descriptor, 192), L"9. 0. 0. 0");
     const auto* bytes =
         reinterpret_cast<const unsigned char*>(static_cast<std::uintptr_t>(descriptor));
-    std::uint32_t valueA = 1;
-    std::uint64_t valueB = 1, valueC = 1;
-    std::uint32_t valueD = 1;
+    std::uint32_t valueA = 0;
     std::memcpy(&valueA, bytes + 256, 4);
-    std::memcpy(&valueB, bytes + 264, 8);
-    std::memcpy(&valueC, bytes + 280, 8);
-    std::memcpy(&valueD, bytes + 292, 4);
     EXPECT_EQ(valueA, 180u);
-    EXPECT_EQ(valueB, 0u);
-    EXPECT_EQ(valueC, 0u);
-    EXPECT_EQ(valueD, 0u);
-    EXPECT_EQ(bytes[18], 0);   // after "&Vistrel" and its NUL
-    EXPECT_EQ(bytes[62], 0);   // the name field's last character
-    EXPECT_EQ(bytes[260], 0);  // between value_a and value_b
+    // Every byte but the three texts and value_a is zero.
+    const std::size_t used[][2] = {{0, 2 * 9}, {64, 2 * 19}, {192, 2 * 11}, {256, 4}};
+    for (std::size_t i = 0; i < sizeof(vistrel::PluginDescriptor); ++i) {
+        bool inside = false;
+        for (const auto& range : used) inside |= i >= range[0] && i < range[0] + range[1];
+        EXPECT_TRUE(inside || bytes[i] == 0) << "offset " << i;
+    }
 
     const std::uint64_t record = Command(vistrel::kCommandGetRecord);
     ASSERT_NE(record, 0u);
@@ -162,26 +144,10 @@ TEST_F(DllHostTest, DescriptorRecordAndUnknownCommandsBeforeAnyPage) {
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
 }
 
-TEST_F(DllHostTest, HostWithoutServiceGetsNoPage) {
-    context.host_callback = nullptr;
-    EXPECT_EQ(Initialise(), 0u);
-    ASSERT_NE(MakeParent(), nullptr);
-    vistrel::ParentWindowObject object{nullptr, parent};
-    EXPECT_EQ(Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object)), 0u);
-    EXPECT_EQ(GetWindow(parent, GW_CHILD), nullptr);
-    EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
-}
-
 TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
     ASSERT_EQ(Initialise(), 1u);
-    ASSERT_NE(MakeParent(), nullptr);
     // A class library would put its table pointer first; the plug-in must not touch it.
-    vistrel::ParentWindowObject object{reinterpret_cast<void*>(0x10), parent};
-    const std::uint64_t page =
-        Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object));
-    ASSERT_NE(page, 0u);
-    EXPECT_EQ(TextAt(Command(vistrel::kCommandGetDescriptor), 0), L"&Vistrel");
-
+    ASSERT_NE(CreatePage(reinterpret_cast<void*>(0x10)), 0u);
     HWND window = GetWindow(parent, GW_CHILD);
     ASSERT_NE(window, nullptr);
     EXPECT_FALSE(IsWindowVisible(window));
@@ -189,13 +155,23 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
     const struct {
         int id;
         const wchar_t* className;
-    } controls[] = {{22007, L"Button"},        {22008, L"Button"}, {22009, L"Button"},
-                    {22010, L"Button"},        {22011, L"Button"}, {22032, L"Edit"},
-                    {22033, L"SysTreeView32"}, {22101, L"Static"}};
+        DWORD style;
+    } controls[] = {{22007, L"Button", WS_TABSTOP},
+                    {22008, L"Button", WS_TABSTOP},
+                    {22009, L"Button", WS_TABSTOP},
+                    {22010, L"Button", WS_TABSTOP},
+                    {22011, L"Button", WS_TABSTOP},
+                    {22032, L"Edit", WS_VSCROLL | WS_TABSTOP | ES_MULTILINE | ES_READONLY},
+                    {22033, L"SysTreeView32", TVS_HASBUTTONS | TVS_LINESATROOT | TVS_SHOWSELALWAYS},
+                    {22101, L"Static", WS_VISIBLE}};
     for (const auto& c : controls) {
         HWND control = GetDlgItem(window, c.id);
         ASSERT_NE(control, nullptr) << c.id;
-        EXPECT_EQ(_wcsicmp(ClassOf(control).c_str(), c.className), 0) << c.id;
+        wchar_t name[64] = {};
+        GetClassNameW(control, name, 64);
+        EXPECT_EQ(_wcsicmp(name, c.className), 0) << c.id;
+        EXPECT_EQ(static_cast<DWORD>(GetWindowLongW(control, GWL_STYLE)) & c.style, c.style)
+            << c.id;
     }
 
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
@@ -203,10 +179,6 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
     Pump(std::chrono::milliseconds(300));
     EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
     EXPECT_FALSE(IsWindowVisible(window));
-    EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
-    Pump(std::chrono::milliseconds(100));
-    EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
-
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
     EXPECT_FALSE(IsWindow(window));
     EXPECT_EQ(GetWindow(parent, GW_CHILD), nullptr);
@@ -215,70 +187,121 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
     EXPECT_EQ(g_serviceCalls, 0);  // nothing was acted on
 }
 
-TEST_F(DllHostTest, PageTakesItsNameFromTheLanguageFileCutToThirtyOne) {
+TEST_F(DllHostTest, LanguageFileAndTraceComeFromTheHostsFolders) {
     UseOwnLanguageFile(
         "IDS_PLUGIN_NAME=Autostart places and processes 1234567890\r\n"
         "IDS_VISTREL_TITLE=What starts with this computer\r\n");
+    previousDir = std::filesystem::current_path();
+    std::filesystem::current_path(ownDir);
+    context.trace_mode = 1;
     ASSERT_EQ(Initialise(), 1u);
-    ASSERT_NE(MakeParent(), nullptr);
-    vistrel::ParentWindowObject object{nullptr, parent};
-    ASSERT_NE(Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object)), 0u);
+    ASSERT_NE(CreatePage(), 0u);
     const std::uint64_t descriptor = Command(vistrel::kCommandGetDescriptor);
     EXPECT_EQ(TextAt(descriptor, 0),
               std::wstring(L"Autostart places and processes 1234567890", 31));
     EXPECT_EQ(TextAt(descriptor, 64), L"System Information");
-    // The page's title comes from the same file.
     wchar_t title[128] = {};
     GetDlgItemTextW(GetWindow(parent, GW_CHILD), 22101, title, 128);
     EXPECT_STREQ(title, L"What starts with this computer");
-    EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
-    EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
 
-    // Unloading and loading again starts from the descriptor of load.
-    ASSERT_TRUE(FreeLibrary(module));
-    module = LoadLibraryW((testpaths::DistDir() + L"\\vistrel.dll").c_str());
-    ASSERT_NE(module, nullptr);
-    process = Export(module);
-    ASSERT_NE(process, nullptr);
-    EXPECT_EQ(TextAt(Command(vistrel::kCommandGetDescriptor), 0), L"&Vistrel");
-}
-
-TEST_F(DllHostTest, TraceGoesToVistrelLogInTheHostsCurrentFolder) {
-    UseOwnLanguageFile("");
-    wchar_t previous[MAX_PATH] = {};
-    GetCurrentDirectoryW(MAX_PATH, previous);
-    ASSERT_TRUE(SetCurrentDirectoryW(ownLangDir.c_str()));
-    const std::wstring log = ownLangDir + L"\\vistrel.log";
-    context.trace_mode = 1;
-    ASSERT_EQ(Initialise(), 1u);
-    ASSERT_NE(MakeParent(), nullptr);
-    vistrel::ParentWindowObject object{nullptr, parent};
-    ASSERT_NE(Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object)), 0u);
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
-    std::string text;
-    for (int i = 0; i < 100 && text.find("FillItemsProc: <=") == std::string::npos; ++i) {
+    std::string log;
+    for (int i = 0; i < 100 && log.find("FillItemsProc: <=") == std::string::npos; ++i) {
         Pump(std::chrono::milliseconds(50));
-        text = ReadWholeFile(log);
+        std::ifstream in(ownDir / "vistrel.log", std::ios::binary);
+        log.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
     EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
     EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
-    SetCurrentDirectoryW(previous);
-    DeleteFileW(log.c_str());
+    // The population's first and last lines, stamped and tagged with the worker's thread id.
+    EXPECT_TRUE(std::regex_search(
+        log, std::regex(R"((^|\n)\d\d:\d\d:\d\d\.\d\d\d \[\d+\] VistrelDlg:FillItemsProc: =>)")))
+        << log;
+    EXPECT_NE(log.find("FillItemsProc: <="), std::string::npos);
 
-    // The first line of the population, stamped and tagged with the worker's thread id.
-    const std::size_t at = text.find("VistrelDlg:FillItemsProc: =>");
-    ASSERT_NE(at, std::string::npos) << text;
-    const std::size_t lineStart =
-        text.rfind('\n', at) == std::string::npos ? 0 : text.rfind('\n', at) + 1;
-    const std::string prefix = text.substr(lineStart, at - lineStart);
-    ASSERT_GE(prefix.size(), 17u) << prefix;
-    EXPECT_EQ(prefix[2], ':');
-    EXPECT_EQ(prefix[5], ':');
-    EXPECT_EQ(prefix[8], '.');
-    EXPECT_EQ(prefix.substr(12, 2), " [");
-    EXPECT_EQ(prefix.substr(prefix.size() - 2), "] ");
-    EXPECT_NE(text.find("FillItemsProc: <="), std::string::npos);
+    // Unloading and loading again starts from the descriptor of load.
+    ASSERT_TRUE(FreeLibrary(module));
+    module = nullptr;
+    Load();
+    EXPECT_EQ(TextAt(Command(vistrel::kCommandGetDescriptor), 0), L"&Vistrel");
+}
+
+TEST_F(DllHostTest, FileHasOneExportBothTemplatesAVersionRecordAndAManifest) {
+    // The loader has checked the headers of the 64-bit image already.
+    const auto* base = reinterpret_cast<const BYTE*>(module);
+    const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(
+        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& dir =
+        nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT];
+    ASSERT_NE(dir.VirtualAddress, 0u);
+    const auto* exports =
+        reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base + dir.VirtualAddress);
+    EXPECT_EQ(exports->NumberOfFunctions, 1u);
+    ASSERT_EQ(exports->NumberOfNames, 1u);
+    const auto* names = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
+    EXPECT_STREQ(reinterpret_cast<const char*>(base + names[0]), "process_data");
+    EXPECT_NE(GetProcAddress(module, "process_data"), nullptr);
+
+    const struct {
+        WORD id;
+        DWORD styleSet, styleClear;
+        WORD controls, cx, cy;
+    } templates[] = {
+        // The page is a control-style child of the host's window; the confirmation is a popup.
+        {22000, WS_CHILD | DS_CONTROL | DS_SETFONT, WS_CAPTION | WS_POPUP | WS_VISIBLE, 8, 331,
+         250},
+        {22036, WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME | DS_SETFONT | DS_CENTER,
+         WS_CHILD | WS_VISIBLE, 5, 196, 89},
+    };
+    for (const auto& t : templates) {
+        SCOPED_TRACE(t.id);
+        const std::string bytes = Resource(MAKEINTRESOURCEW(t.id), MAKEINTRESOURCEW(5));
+        ASSERT_GT(bytes.size(), 26u);
+        const auto* p = reinterpret_cast<const WORD*>(bytes.data());
+        ASSERT_TRUE(p[0] == 1 && p[1] == 0xFFFF);  // DLGTEMPLATEEX
+        DWORD style = 0;
+        std::memcpy(&style, p + 6, 4);
+        EXPECT_EQ(style & t.styleSet, t.styleSet);
+        EXPECT_EQ(style & t.styleClear, 0u);
+        EXPECT_EQ(p[8], t.controls);
+        EXPECT_EQ(p[11], t.cx);
+        EXPECT_EQ(p[12], t.cy);
+        p += 13;
+        for (int field = 0; field < 3; ++field)  // menu, class and caption
+            p += *p == 0xFFFF ? 2 : std::wcslen(reinterpret_cast<const wchar_t*>(p)) + 1;
+        EXPECT_EQ(p[0], 8);  // point size, then weight, italic and charset
+        EXPECT_STREQ(reinterpret_cast<const wchar_t*>(p + 3), L"Arial");
+    }
+
+    const std::string manifest = Resource(MAKEINTRESOURCEW(2), MAKEINTRESOURCEW(24));
+    EXPECT_NE(manifest.find("name=\"Microsoft.Windows.Common-Controls\""), std::string::npos);
+    EXPECT_NE(manifest.find("version=\"6.0.0.0\""), std::string::npos);
+    EXPECT_NE(manifest.find("publicKeyToken=\"6595b64144ccf1df\""), std::string::npos);
+    // Texts come from the language file: a string table here would shadow the host's.
+    EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(22109 / 16 + 1), MAKEINTRESOURCEW(6)),
+              nullptr);
+
+    DWORD ignored = 0;
+    std::vector<BYTE> block(GetFileVersionInfoSizeW(dllPath.c_str(), &ignored));
+    ASSERT_FALSE(block.empty());
+    ASSERT_TRUE(
+        GetFileVersionInfoW(dllPath.c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
+    const auto query = [&block](const wchar_t* path) {
+        void* value = nullptr;
+        UINT length = 0;
+        return VerQueryValueW(block.data(), path, &value, &length) ? value : nullptr;
+    };
+    const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(query(L"\\"));
+    ASSERT_NE(fixed, nullptr);
+    EXPECT_EQ(fixed->dwFileVersionMS, 0x00090000u);
+    EXPECT_EQ(fixed->dwFileVersionLS, 0u);
+    EXPECT_EQ(fixed->dwProductVersionMS, 0x00090000u);
+    EXPECT_EQ(fixed->dwFileType, static_cast<DWORD>(VFT_DLL));
+    EXPECT_STREQ(static_cast<const wchar_t*>(query(L"\\StringFileInfo\\040904B0\\ProductName")),
+                 L"Vistrel");
+    EXPECT_STREQ(static_cast<const wchar_t*>(query(L"\\StringFileInfo\\040904B0\\FileVersion")),
+                 L"9.0.0.0");
 }
 
 }  // namespace
