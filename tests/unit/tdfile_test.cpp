@@ -50,17 +50,11 @@ TEST_F(TdFileTest, ReadsUtf8WithAndWithoutBomAndUtf16WithBom) {
     const std::u16string text =
         u"[LangSupport]\r\nIDS_PLUGIN_NAME=Vistrel \u00e9t\u00e9\r\nIDS_YES=\u0414\u0430 "
         u"\U0001F600\r\n";
-    const std::string encodings[] = {talutils::ToUtf8(text),
-                                     "\xEF\xBB\xBF" + talutils::ToUtf8(text), Utf16LeWithBom(text)};
-    int n = 0;
-    for (const std::string& bytes : encodings) {
-        const std::u16string path = u"C:\\Enc\\" + talutils::Decimal(n++) + u".ini";
-        machine.AddFile(path, bytes);
-        _TDFILE* f = load_tdfile(path.c_str());
-        ASSERT_NE(f, nullptr) << n;
-        EXPECT_EQ(Value(f, u"IDS_PLUGIN_NAME"), u"Vistrel \u00e9t\u00e9") << n;
-        EXPECT_EQ(Value(f, u"IDS_YES"), u"\u0414\u0430 \U0001F600") << n;
-        close_tdfile(f);
+    for (const std::string& bytes :
+         {talutils::ToUtf8(text), "\xEF\xBB\xBF" + talutils::ToUtf8(text), Utf16LeWithBom(text)}) {
+        ASSERT_NE(Load(bytes), nullptr) << bytes.size();
+        EXPECT_EQ(Value(file, u"IDS_PLUGIN_NAME"), u"Vistrel \u00e9t\u00e9") << bytes.size();
+        EXPECT_EQ(Value(file, u"IDS_YES"), u"\u0414\u0430 \U0001F600") << bytes.size();
     }
 }
 
@@ -96,7 +90,7 @@ TEST_F(TdFileTest, FollowsTheRulesOfWindowsProfileFiles) {
     EXPECT_EQ(Value(file, u"IDS_LATER"), u"merged");
     EXPECT_EQ(Value(file, u"KEY"), u"<none>");
     EXPECT_EQ(Value(file, u"IDS_COMMENTED"), u"<none>");
-    EXPECT_EQ(Value(file, u"IDS_AFTER_BROKEN"), u"<none>");
+    EXPECT_EQ(Value(file, u"IDS_AFTER_BROKEN", u"Other"), u"<none>");  // the section before
     EXPECT_EQ(Value(file, u"IDS_AFTER_BROKEN", u"Broken"), u"<none>");
     EXPECT_EQ(Value(file, u"IDS_YES", u"Missing"), u"<none>");
 
@@ -135,7 +129,6 @@ TEST_F(TdFileTest, ValuesAreCutAt1023CharactersWithoutOverflow) {
 
 TEST_F(TdFileTest, MissingUnreadableAndGarbageFiles) {
     EXPECT_EQ(load_tdfile(u"C:\\Host\\Lang\\absent.ini"), nullptr);
-    EXPECT_EQ(load_tdfile(u"C:\\NoFolder\\l_vistrel.ini"), nullptr);
     EXPECT_EQ(load_tdfile(u""), nullptr);
     EXPECT_EQ(load_tdfile(nullptr), nullptr);
     char16_t buffer[1024] = {};
