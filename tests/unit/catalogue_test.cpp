@@ -1,8 +1,12 @@
-// The text catalogue on the memory machine: the table, the language file through both
-// lookups, the order of the unescaping passes, and the falls back to the string resources.
+// The text catalogue on the memory machine: the language file through both lookups, the order
+// of the unescaping passes, the length limit, the fallbacks to the string resources, and the
+// shipped English file.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "frame/module_objects.h"
@@ -24,9 +28,9 @@ class CatalogueTest : public ::testing::Test {
         g_textFile = nullptr;
     }
 
-    void OpenLanguageFile(std::string_view lines) {
-        machine.AddFile(kLangPath,
-                        std::string("\xEF\xBB\xBF[LangSupport]\r\n") + std::string(lines));
+    void OpenLanguageFile(std::string_view lines,
+                          std::string_view header = "\xEF\xBB\xBF[LangSupport]\r\n") {
+        machine.AddFile(kLangPath, std::string(header) + std::string(lines));
         g_textFile = load_tdfile(kLangPath);
         ASSERT_NE(g_textFile, nullptr);
     }
@@ -34,30 +38,6 @@ class CatalogueTest : public ::testing::Test {
     MemoryMachine machine;
     ScopedMachine scope{machine};
 };
-
-TEST_F(CatalogueTest, TableHoldsEveryIdOnceWithItsKey) {
-    std::set<std::u16string> keys;
-    int rows = 0;
-    for (std::int32_t id = 21000; id < 24000; ++id) {
-        if (const char16_t* key = CatalogueKey(id)) {
-            ++rows;
-            keys.insert(key);
-        }
-    }
-    EXPECT_EQ(rows, 126);
-    EXPECT_EQ(keys.size(), 126u);
-    EXPECT_EQ(talutils::View(CatalogueKey(22109)), u"IDS_PLUGIN_NAME");
-    EXPECT_EQ(talutils::View(CatalogueKey(22203)), u"IDS_VISTREL_ACTION_KILL");
-    EXPECT_EQ(talutils::View(CatalogueKey(22474)), u"IDS_VISTREL_SERVICES_DRIVERS");
-    EXPECT_EQ(talutils::View(CatalogueKey(22477)), u"IDS_VISTREL_SERVICES_PROCESSES_DESC");
-    EXPECT_EQ(talutils::View(CatalogueKey(22489)), u"IDS_VISTREL_TITLE_WAITING");
-    EXPECT_EQ(talutils::View(CatalogueKey(22490)), u"IDS_VISTREL_ACCESS_DENIED_REQUIRES_ELEVATION");
-    EXPECT_EQ(CatalogueKey(-1), nullptr);
-    EXPECT_EQ(CatalogueKey(0), nullptr);
-    EXPECT_EQ(CatalogueKey(22000), nullptr);
-    EXPECT_EQ(CatalogueKey(22370), nullptr);
-    EXPECT_FALSE(keys.count(u"IDS_VISTREL_TITLE"));
-}
 
 TEST_F(CatalogueTest, UnescapesInThreePassesWithoutABackslashEscape) {
     const auto unescaped = [](std::u16string text) {
@@ -78,7 +58,10 @@ TEST_F(CatalogueTest, LanguageFileTextsComeUnescapedThroughBothLookups) {
         "IDS_VISTREL_ACTION_REFRESH=a\\r\\nb\r\n"
         "IDS_VISTREL_ACTION_REMOVE=a\\\\nb\r\n"
         "IDS_VISTREL_TITLE=Current system settings\\tnow\r\n"
-        "IDS_VISTREL_TITLE_WAITING=Reading\r\n");
+        "IDS_VISTREL_TITLE_WAITING=Reading\r\n"
+        "IDS_VISTREL_RUNITEMS_DESC=" +
+        std::string(3000, 'x') + "\r\nIDS_VISTREL_HOSTS_DESC=" + std::string(1020, 'y') +
+        "\\r\\n\r\n");
     EXPECT_EQ(talutils::View(TextById(22109)), u"Vistrel");
     EXPECT_EQ(talutils::View(TextById(22200)), u"a\r\nb");
     EXPECT_EQ(talutils::View(TextById(22201)), u"a\\\nb");
@@ -86,6 +69,9 @@ TEST_F(CatalogueTest, LanguageFileTextsComeUnescapedThroughBothLookups) {
     EXPECT_EQ(talutils::View(TextByKey(0, u"ids_vistrel_title_waiting")), u"Reading");
     // A key the file lacks and no id: empty, never null.
     EXPECT_EQ(talutils::View(TextByKey(0, u"IDS_NOT_THERE")), u"");
+    // Long texts stop at 1023 characters, counted in the file before the escapes shrink them.
+    EXPECT_EQ(talutils::View(TextById(22301)), std::u16string(1023, u'x'));
+    EXPECT_EQ(talutils::View(TextById(22461)), std::u16string(1020, u'y') + u"\r\\");
 }
 
 TEST_F(CatalogueTest, MissingTextsFallBackOnTheResources) {
@@ -126,12 +112,61 @@ TEST_F(CatalogueTest, BuffersLiveUntilTheNextLookupOfTheirKind) {
     EXPECT_EQ(talutils::View(TextById(22480)), u"No");
 }
 
-TEST_F(CatalogueTest, LongTextsStopAt1023Characters) {
-    OpenLanguageFile("IDS_VISTREL_RUNITEMS_DESC=" + std::string(3000, 'x') + "\r\n" +
-                     "IDS_VISTREL_HOSTS_DESC=" + std::string(1020, 'y') + "\\r\\n\r\n");
-    EXPECT_EQ(talutils::View(TextById(22301)), std::u16string(1023, u'x'));
-    // The limit counts the file's characters, before the escapes shrink them.
-    EXPECT_EQ(talutils::View(TextById(22461)), std::u16string(1020, u'y') + u"\r\\");
+// The shipped English file, read as the page reads it: a text for every row that fits where
+// the page puts it, and nothing the catalogue doesn't know.
+TEST_F(CatalogueTest, ShippedFileHasATextThatFitsForEveryRowAndARowForEveryKey) {
+    std::string path = __FILE__;
+    path = path.substr(0, path.rfind("tests")) + "lang/l_vistrel.ini";
+    std::ifstream in(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    ASSERT_FALSE(bytes.empty()) << path;
+    OpenLanguageFile(bytes, "");
+
+    std::set<std::string> known = {"IDS_VISTREL_TITLE"};
+    for (std::int32_t id = 22100; id < 22500; ++id) {
+        const char16_t* key = CatalogueKey(id);
+        if (key == nullptr) continue;
+        SCOPED_TRACE(talutils::ToUtf8(key));
+        EXPECT_TRUE(known.insert(talutils::ToUtf8(key)).second) << "key of two rows";
+        const std::u16string text(TextById(id));
+        ASSERT_FALSE(text.empty());
+        EXPECT_NE(text.front(), u' ');
+        EXPECT_NE(text.back(), u' ');
+        // An escape the reader doesn't know would show as a backslash.
+        EXPECT_EQ(text.find(u'\\'), std::u16string::npos);
+        // A description is whole sentences, the lines joined by CR LF only.
+        if (talutils::EndsWithNoCase(talutils::View(key), u"_DESC")) {
+            EXPECT_EQ(text.back(), u'.');
+            for (std::size_t at = text.find(u'\n'); at != std::u16string::npos;
+                 at = text.find(u'\n', at + 1))
+                EXPECT_TRUE(at > 0 && text[at - 1] == u'\r');
+        }
+        // Labels of the pane: the pane adds ": " itself.
+        EXPECT_TRUE(id < 22205 || id > 22221 || text.back() != u':');
+        // Buttons are 50 units wide.
+        EXPECT_TRUE(id < 22200 || id > 22204 || text.size() <= 10u);
+    }
+    EXPECT_EQ(known.size(), 127u);  // 126 rows and the title, which is read by key only
+
+    // Every key of the file is known: a misspelt key would leave its text unused.
+    std::istringstream lines(bytes);
+    std::set<std::string> seen;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty() || line[0] == ';' || line[0] == '[' || line == "\r") continue;
+        const std::string key = line.substr(0, line.find('='));
+        EXPECT_TRUE(known.count(key)) << "unknown key " << key;
+        EXPECT_TRUE(seen.insert(key).second) << "duplicate key " << key;
+    }
+    EXPECT_EQ(seen.size(), known.size());
+
+    EXPECT_LE(std::u16string(TextById(22109)).size(), 31u);
+    EXPECT_EQ(talutils::View(TextByKey(0, u"IDS_VISTREL_TITLE")), u"Current system settings");
+    EXPECT_FALSE(talutils::View(TextByKey(0, u"IDS_VISTREL_TITLE_WAITING")).empty());
+    EXPECT_EQ(talutils::View(TextById(22200)), u"Refresh");
+    EXPECT_EQ(talutils::View(TextById(22202)), u"Go to");
+    EXPECT_EQ(talutils::View(TextById(22201)), u"Remove");
+    EXPECT_EQ(talutils::View(TextById(22490)),
+              u"access denied \u2014 administrator rights required");
 }
 
 }  // namespace
