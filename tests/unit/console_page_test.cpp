@@ -6,73 +6,54 @@ namespace console_test {
 namespace {
 
 using Buttons = std::vector<std::string>;
-const std::u16string kDashes = u"-----------------------------------";
+class PageTest : public ConsoleTest {};
 
-class PageTest : public ConsoleTest {
-  protected:
-    // One category "Run" with one entry "alpha" whose mask the test sets.
-    FakeSource* RunWithEntry(std::uint32_t entryMask, std::int32_t actionCount = 5) {
-        FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
-        run->entryMask = entryMask;
-        run->actionCount = actionCount;
-        CreatePage();
-        ShowAndFill();
-        view->Select(Node(u"alpha"));
-        return run;
-    }
-};
-
-TEST_F(PageTest, AfterCreationNoButtonAndTheNormalTitle) {
-    CreatePage();
-    EXPECT_EQ(view->templateUsed, 22000u);
+TEST_F(PageTest, TitleAndButtonsFromCreationThroughAFill) {
+    AddTop(MakeCategory(30000, {u"alpha"}));
+    ASSERT_TRUE(CreatePage());
     EXPECT_TRUE(view->VisibleButtons().empty());
     EXPECT_EQ(view->title, u"Current system settings");
     EXPECT_EQ(dialog->PopulateClient(), -1);
+    dialog->ShowWindow(platform::kSwShow);
+    EXPECT_EQ(view->title, u"Collecting, please wait...");
+    EXPECT_TRUE(view->VisibleButtons().empty());
+    ASSERT_TRUE(WaitFilled());
+    // After a fill only Refresh stands and the pane is empty.
+    EXPECT_EQ(view->title, u"Current system settings");
+    EXPECT_EQ(view->pane, u"");
+    EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
 }
 
 TEST_F(PageTest, ButtonsFollowTheMaskBitsFromTheRight) {
-    RunWithEntry(7);
-    EXPECT_EQ(view->VisibleButtons(),
-              (Buttons{"0:22007:Refresh", "1:22008:Go to", "2:22009:Remove"}));
-    for (int p = 3; p < 5; ++p) {
-        EXPECT_FALSE(view->buttons[p].visible) << p;
-        EXPECT_FALSE(view->buttons[p].enabled) << p;
+    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
+    Open();
+    // Texts go by position, ids by bit; every selection assigns the ids afresh.
+    const struct {
+        std::uint32_t mask;
+        std::int32_t actionCount;
+        Buttons visible;
+    } cases[] = {
+        {7, 5, {"0:22007:Refresh", "1:22008:Go to", "2:22009:Remove"}},
+        {11, 4, {"0:22007:Refresh", "1:22008:Go to", "2:22010:Remove"}},
+        {0, 5, {}},
+        {1, 5, {"0:22007:Refresh"}},
+        {0x21, 5, {"0:22007:Refresh"}},  // bits beyond the fifth give no button
+        {5, 5, {"0:22007:Refresh", "1:22009:Go to"}},
+        {3, 5, {"0:22007:Refresh", "1:22008:Go to"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.mask);
+        run->entryMask = c.mask;
+        run->actionCount = c.actionCount;
+        view->Select(Node(u"alpha"));
+        EXPECT_EQ(view->VisibleButtons(), c.visible);
+        for (std::size_t p = c.visible.size(); p < console::kButtonCount; ++p)
+            EXPECT_FALSE(view->buttons[p].enabled) << p;
     }
 }
 
-TEST_F(PageTest, AGapInTheMaskKeepsTextsByPositionAndIdsByBit) {
-    RunWithEntry(11, 4);
-    // The third button bears the text of action 2 and runs action 3.
-    EXPECT_EQ(view->VisibleButtons(),
-              (Buttons{"0:22007:Refresh", "1:22008:Go to", "2:22010:Remove"}));
-    EXPECT_EQ(view->buttons[3].text, u"Restore");
-    EXPECT_FALSE(view->buttons[3].visible);
-}
-
-TEST_F(PageTest, MasksZeroAndOne) {
-    FakeSource* run = RunWithEntry(0);
-    EXPECT_TRUE(view->VisibleButtons().empty());
-    for (int p = 0; p < 5; ++p) EXPECT_FALSE(view->buttons[p].enabled) << p;
-
-    run->entryMask = 1;
-    view->Select(Node(u"alpha"));
-    EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
-    // Bits beyond the fifth give no button.
-    run->entryMask = 0x21;
-    view->Select(Node(u"alpha"));
-    EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
-}
-
-TEST_F(PageTest, ButtonIdsAreReassignedWhenTheSelectionChanges) {
-    FakeSource* run = RunWithEntry(5);
-    EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh", "1:22009:Go to"}));
-    run->entryMask = 3;
-    view->Select(Node(u"alpha"));
-    EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh", "1:22008:Go to"}));
-}
-
-TEST_F(PageTest, DetailLinesAreJoinedByTheirFlags) {
-    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
+TEST_F(PageTest, ThePaneJoinsDetailLinesByTheirFlags) {
+    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha", u"beta"}));
     run->details = {
         {-1, nullptr, kLineSeparator},       // first: no leading line break
         {31000, u"C:\\app.exe", 0},          //
@@ -81,22 +62,17 @@ TEST_F(PageTest, DetailLinesAreJoinedByTheirFlags) {
         {31002, LineValueFromId(31003), kLineValueIsId},
         {-1, u"unlabelled", 0},  // empty label, kept
     };
-    CreatePage();
-    ShowAndFill();
+    Open();
     view->Select(Node(u"alpha"));
-    EXPECT_EQ(view->pane, kDashes +
-                              u"\r\nFile: C:\\app.exe\r\nCompany: \r\nSigned: yes\r\n: "
-                              u"unlabelled");
-    EXPECT_EQ(run->detailsAskedFor, (std::vector<std::int32_t>{0}));
-}
-
-TEST_F(PageTest, AnEntryWithoutDetailsLeavesThePaneEmpty) {
-    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha", u"beta"}));
-    run->details = {{31000, u"x", 0}};
-    CreatePage();
-    ShowAndFill();
-    view->Select(Node(u"alpha"));
-    EXPECT_EQ(view->pane, u"File: x");
+    const std::u16string alphaPane =
+        u"-----------------------------------\r\nFile: C:\\app.exe\r\n"
+        u"Company: \r\nSigned: yes\r\n: unlabelled";
+    EXPECT_EQ(view->pane, alphaPane);
+    // A selection without a node hides the buttons and keeps the pane.
+    EXPECT_EQ(dialog->OnSelChanged(nullptr), 0);
+    EXPECT_TRUE(view->VisibleButtons().empty());
+    EXPECT_EQ(view->pane, alphaPane);
+    // An entry without details leaves the pane empty.
     run->details.clear();
     view->Select(Node(u"beta"));
     EXPECT_EQ(view->pane, u"");
@@ -116,8 +92,7 @@ TEST_F(PageTest, SourceNodesShowTheirDescriptionOrTheirOwnersDetails) {
     process->AddEntry(u"module.dll");
     processes->AddChild(std::move(process));
     FakeSource* list = AddTop(std::move(processes));
-    CreatePage();
-    ShowAndFill();
+    Open();
 
     view->Select(Node(u"Run  (1)"));
     EXPECT_EQ(view->pane, u"Run keys of the user");
@@ -134,35 +109,9 @@ TEST_F(PageTest, SourceNodesShowTheirDescriptionOrTheirOwnersDetails) {
     EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
 }
 
-TEST_F(PageTest, AfterAFillOnlyRefreshStandsAndThePaneIsEmpty) {
-    AddTop(MakeCategory(30000, {u"alpha"}));
-    CreatePage();
-    dialog->ShowWindow(platform::kSwShow);
-    EXPECT_EQ(view->title, u"Collecting, please wait...");
-    EXPECT_TRUE(view->VisibleButtons().empty());
-    ASSERT_TRUE(WaitFilled());
-    EXPECT_EQ(view->title, u"Current system settings");
-    EXPECT_EQ(view->pane, u"");
-    EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
-    EXPECT_EQ(view->buttons[0].text, u"Refresh");
-}
-
-TEST_F(PageTest, ASelectionWithoutNodeHidesTheButtonsAndKeepsThePane) {
-    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
-    run->details = {{31000, u"x", 0}};
-    CreatePage();
-    ShowAndFill();
-    view->Select(Node(u"alpha"));
-    ASSERT_FALSE(view->VisibleButtons().empty());
-    EXPECT_EQ(dialog->OnSelChanged(nullptr), 0);
-    EXPECT_TRUE(view->VisibleButtons().empty());
-    EXPECT_EQ(view->pane, u"File: x");
-}
-
 TEST_F(PageTest, KeysAreTakenBeforeTheDialogAndOthersPassOn) {
     FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
-    CreatePage();
-    ShowAndFill();
+    Open();
     view->Select(Node(u"alpha"));
     EXPECT_TRUE(dialog->PreTranslateKey(27));   // Escape doesn't close the page
     EXPECT_FALSE(dialog->PreTranslateKey(65));  // 'A'

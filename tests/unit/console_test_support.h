@@ -14,11 +14,12 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "console/item_record.h"
@@ -72,34 +73,22 @@ class FakeSource : public CVistrelPlugin {
     }
     std::int32_t EnumerateItems(EntryCallback callback, bool, void* context) override {
         ++enumerations;
-        inside.fetch_add(1);
-        std::int32_t delivered = 0;
-        for (std::size_t i = 0; i < entries.size(); ++i) {
-            const Entry& e = entries[i];
-            if (callback && !callback(static_cast<std::int32_t>(i),
-                                      e.child ? nullptr : e.name.c_str(), e.child, this, context)) {
-                inside.fetch_sub(1);
-                return static_cast<std::int32_t>(i) + 1;
-            }
-            ++delivered;
-        }
-        // A slow source goes on asking the console with extra entries until it is released
-        // or refused; they are delivered, so they count.
-        if (slow) {
-            entered.store(true);
-            for (std::int32_t extra = 0; !released.load(); ++extra) {
-                const std::u16string name = u"pending";
-                if (callback && !callback(static_cast<std::int32_t>(entries.size()) + extra,
-                                          name.c_str(), nullptr, this, context)) {
-                    inside.fetch_sub(1);
-                    return delivered + 1;
-                }
-                ++delivered;
+        ++inside;
+        const auto count = static_cast<std::int32_t>(entries.size());
+        const Entry pending{u"pending"};
+        bool refused = false;
+        std::int32_t i = 0;
+        // A slow source goes on with extra entries until it is released or refused.
+        for (; !refused && (i < count || (slow && !released)); ++i) {
+            if (i >= count) {
+                entered = true;
                 std::this_thread::sleep_for(std::chrono::microseconds(200));
             }
+            const Entry& e = i < count ? entries[static_cast<std::size_t>(i)] : pending;
+            refused = !callback(i, e.child ? nullptr : e.name.c_str(), e.child, this, context);
         }
-        inside.fetch_sub(1);
-        return result == INT_MIN ? delivered : result;
+        --inside;
+        return refused || result == INT_MIN ? i : result;
     }
     std::int32_t GetItemDetails(std::int32_t index, LineCallback lineCallback,
                                 void* context) override {
@@ -114,7 +103,6 @@ class FakeSource : public CVistrelPlugin {
     std::uint32_t GetActionMask(std::int32_t index) override {
         return index == -1 ? sourceMask : entryMask;
     }
-    std::int32_t GetDefaultAction() override { return defaultAction; }
     bool DoAction(std::int32_t action, std::int32_t index, resultFlags* flags) override {
         actions.emplace_back(action, index);
         flagsSeen = *flags;
@@ -124,27 +112,19 @@ class FakeSource : public CVistrelPlugin {
     bool EmptyNameIsDefault() override { return emptyNameIsDefault; }
 
     std::vector<Entry> entries;
-    std::int32_t nameId = -1;
     std::u16string runtimeName;
+    std::int32_t nameId = -1, descriptionId = -1, actionCount = 0;
     std::int32_t result = INT_MIN;  // INT_MIN: the number of entries delivered
-    std::int32_t descriptionId = -1;
-    std::int32_t actionCount = 0;
-    std::uint32_t sourceMask = 0;
-    std::uint32_t entryMask = 0;
-    std::int32_t defaultAction = 1;
-    bool emptyNameIsDefault = false;
+    std::uint32_t sourceMask = 0, entryMask = 0;
+    bool emptyNameIsDefault = false, doResult = true;
     std::vector<DetailLine> details;
-    bool doResult = true;
-    resultFlags outcome{};
-    resultFlags flagsSeen{};
-    std::vector<std::pair<std::int32_t, std::int32_t>> actions;
+    resultFlags outcome{}, flagsSeen{};
+    std::vector<std::pair<std::int32_t, std::int32_t>> actions;  // (action, index) of DoAction
     std::vector<std::int32_t> detailsAskedFor;
 
     bool slow = false;
-    std::atomic<bool> entered{false};
-    std::atomic<bool> released{false};
-    std::atomic<int> inside{0};
-    std::atomic<int> enumerations{0};
+    std::atomic<bool> entered{false}, released{false};
+    std::atomic<int> inside{0}, enumerations{0};
 
   private:
     std::vector<std::unique_ptr<FakeSource>> owned_;
@@ -181,20 +161,11 @@ class RecordingView : public console::IVistrelView {
         bool visible = true;
         bool enabled = true;
     };
-    struct Box {
-        std::u16string title, text;
-        std::uint32_t flags;
-        std::u16string skin;
-    };
 
-    explicit RecordingView(CVistrelDlg& dialog) : dialog_(dialog) {
-        for (int p = 0; p < console::kButtonCount; ++p)
-            buttons[p].id = static_cast<int>(console::kFirstButtonId) + p;
-    }
+    explicit RecordingView(CVistrelDlg& dialog) : dialog_(dialog) {}
 
     // --- the window ---
-    bool CreatePage(std::uint32_t templateId, platform::WindowHandle) override {
-        templateUsed = templateId;
+    bool CreatePage(std::uint32_t, platform::WindowHandle) override {
         alive_.store(true);
         dialog_.OnInitDialog();
         return true;
@@ -251,12 +222,8 @@ class RecordingView : public console::IVistrelView {
     TreeNode InsertNode(TreeNode parent, const std::u16string& text) override {
         if (failInserts) return nullptr;
         TreeNode node = reinterpret_cast<TreeNode>(static_cast<std::uintptr_t>(++lastId_));
-        Node n;
-        n.text = text;
-        n.parent = parent;
-        nodes_[node] = n;
+        nodes_[node] = Node{text, parent, {}, nullptr, false};
         Children(parent).push_back(node);
-        ++inserted;
         return node;
     }
     void MakeBold(TreeNode node) override { At(node).bold = true; }
@@ -264,35 +231,25 @@ class RecordingView : public console::IVistrelView {
     void SetNodeLabel(TreeNode node, const std::u16string& text) override { At(node).text = text; }
     std::u16string ReadNodeText(TreeNode node, std::size_t capacity) override {
         ++textReads;
-        const std::u16string& text = At(node).text;
-        return text.substr(0, capacity - 1);
+        return At(node).text.substr(0, capacity - 1);
     }
     TreeNode GetParentNode(TreeNode node) override {
         TreeNode parent = At(node).parent;
         return parent == console::RootNode() ? nullptr : parent;
     }
+    // The control's own move of the selection is not modelled: a deleted selection is none.
     void DeleteNode(TreeNode node) override {
-        std::vector<TreeNode>& siblings = Children(At(node).parent);
-        auto at = std::find(siblings.begin(), siblings.end(), node);
-        TreeNode next = nullptr;
-        if (at + 1 != siblings.end())
-            next = *(at + 1);
-        else if (at != siblings.begin())
-            next = *(at - 1);
-        else if (At(node).parent != console::RootNode())
-            next = At(node).parent;
-        const bool wasSelected = selected == node;
-        siblings.erase(at);
+        std::erase(Children(At(node).parent), node);
         Erase(node);
-        // The control moves the selection on its own and tells its parent.
-        if (wasSelected) Select(next);
     }
     void FocusTree() override { ++focusCalls; }
 
     // --- modal dialogs ---
-    void MessageBox(const std::u16string& t, const std::u16string& text, std::uint32_t flags,
+    // Recorded as "caption|text|flags|skin".
+    void MessageBox(const std::u16string& caption, const std::u16string& text, std::uint32_t flags,
                     const char16_t* skin) override {
-        boxes.push_back({t, text, flags, skin ? skin : u""});
+        boxes.push_back(Narrow(caption + u"|" + text + u"|") + std::to_string(flags) + "|" +
+                        Narrow(skin ? skin : u""));
     }
     console::ConfirmOutcome RunConfirmation(TextForControl& texts) override {
         ++confirmations;
@@ -310,9 +267,7 @@ class RecordingView : public console::IVistrelView {
     }
     void WaitLettingHandoversThrough(const std::function<bool()>& finished) override {
         ++stopWaits;
-        while (!finished()) {
-            Pump(std::chrono::milliseconds(1));
-        }
+        while (!finished()) Pump(std::chrono::milliseconds(1));
     }
 
     // --- test side ---
@@ -341,9 +296,9 @@ class RecordingView : public console::IVistrelView {
     }
     std::size_t NodeCount() const { return nodes_.size(); }
     // The first node, depth first, whose label is text.
-    TreeNode Find(const std::u16string& text) {
-        for (auto& [node, n] : nodes_)
-            if (n.text == text) return node;
+    TreeNode Find(const std::u16string& text, TreeNode parent = console::RootNode()) {
+        for (TreeNode child : Children(parent))
+            if (TreeNode found = At(child).text == text ? child : Find(text, child)) return found;
         return nullptr;
     }
     // The tree as indented lines, bold labels in asterisks.
@@ -367,15 +322,13 @@ class RecordingView : public console::IVistrelView {
         return out;
     }
 
-    std::uint32_t templateUsed = 0;
     bool visible = false;
     std::u16string title, pane, confirmText;
     std::array<Button, console::kButtonCount> buttons;
     TreeNode selected = nullptr;
-    std::vector<Box> boxes;
+    std::vector<std::string> boxes;
     console::ConfirmOutcome confirmAnswer{1, true};
-    int confirmations = 0, focusCalls = 0, handovers = 0, stopWaits = 0, inserted = 0,
-        textReads = 0;
+    int confirmations = 0, focusCalls = 0, handovers = 0, stopWaits = 0, textReads = 0;
     bool failInserts = false;
 
   private:
@@ -387,7 +340,7 @@ class RecordingView : public console::IVistrelView {
 
     CVistrelDlg& dialog_;
     std::atomic<bool> alive_{false};
-    std::map<TreeNode, Node> nodes_;
+    std::unordered_map<TreeNode, Node> nodes_;
     std::vector<TreeNode> rootChildren_;
     std::uintptr_t lastId_ = 0;
     std::mutex mutex_;
@@ -414,9 +367,9 @@ inline void HostService(std::uint32_t code, std::int32_t* answer) {
 
 // The machine with the language file and the catalogue's resource texts, a root whose children
 // the test gives, the host's service, and the page created as a child of a host window.
-class ConsoleTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
+class PageRig {
+  public:
+    PageRig() {
         g_trace.SetMode(1);
         machine.AddFile(u"C:\\Host\\Lang\\l_vistrel.ini",
                         "[LangSupport]\r\nIDS_VISTREL_TITLE=Current system settings\r\n"
@@ -425,45 +378,28 @@ class ConsoleTest : public ::testing::Test {
                         "IDS_VISTREL_ACTION_REFRESH=Refresh\r\n"
                         "IDS_CONFIRMATION=Remove the item?\r\n");
         g_textFile = load_tdfile(u"C:\\Host\\Lang\\l_vistrel.ini");
-        ASSERT_NE(g_textFile, nullptr);
+        // clang-format off
         const std::pair<std::uint32_t, const char16_t*> texts[] = {
-            {22485, u"enumeration failed"},
-            {22488, u"access denied"},
-            {22490, u"access denied, elevation required"},
-            {22483, u"Vistrel"},
-            {22484, u"The action failed."},
-            {23000, u"Refresh"},
-            {23001, u"Go to"},
-            {23002, u"Remove"},
-            {23003, u"Restore"},
-            {23004, u"Kill"},
-            {30000, u"Run"},
-            {30001, u"Run keys of the user"},
-            {30010, u"Services"},
-            {30011, u"Installed services"},
-            {30020, u"Processes"},
-            {30021, u""},
-            {31000, u"File"},
-            {31001, u"Company"},
-            {31002, u"Signed"},
-            {31003, u"yes"},
-        };
+            {22483, u"Vistrel"}, {22484, u"The action failed."}, {22485, u"enumeration failed"},
+            {22488, u"access denied"}, {22490, u"access denied, elevation required"},
+            {23000, u"Refresh"}, {23001, u"Go to"}, {23002, u"Remove"}, {23003, u"Restore"},
+            {30000, u"Run"}, {30001, u"Run keys of the user"}, {30010, u"Services"},
+            {30020, u"Processes"}, {31000, u"File"}, {31001, u"Company"}, {31002, u"Signed"},
+            {31003, u"yes"}};
+        // clang-format on
         for (auto& [id, text] : texts) machine.SetStringResource(id, text);
 
         root = new CVistrelMainPlugin();
         for (CVistrelPlugin* child : root->children) delete child;
         root->children.clear();
-        previousRoot_ = g_rootSource;
-        g_rootSource = root;
-        previousService_ = g_hostService;
-        g_hostService = &HostService;
+        previousRoot_ = std::exchange(g_rootSource, root);
+        previousService_ = std::exchange(g_hostService, &HostService);
         g_hostAnswer = 1;
         g_hostAsked = 0;
         previousFactory_ = console::SetViewFactory(&MakeRecordingView);
         dialog = std::make_unique<CVistrelDlg>(nullptr);
     }
-
-    void TearDown() override {
+    ~PageRig() {
         for (FakeSource* source : slowSources_) source->released.store(true);
         if (dialog && dialog->GetSafeHwnd()) dialog->DestroyWindow();
         dialog.reset();
@@ -483,45 +419,35 @@ class ConsoleTest : public ::testing::Test {
         if (raw->slow) slowSources_.push_back(raw);
         return raw;
     }
-    FakeSource* AddSlowTop(std::int32_t nameId) {
-        auto source = MakeCategory(nameId, {u"first"});
-        source->slow = true;
-        return AddTop(std::move(source));
-    }
 
-    void CreatePage() {
-        ASSERT_TRUE(dialog->Create(22000, reinterpret_cast<platform::WindowHandle>(0xDEAD)));
+    bool CreatePage() {
+        if (!dialog->Create(22000, reinterpret_cast<platform::WindowHandle>(0xDEAD))) return false;
         view = g_lastView;
-    }
-    // Shows the page and serves the handover of the population it starts.
-    void ShowAndFill() {
-        dialog->ShowWindow(platform::kSwShow);
-        ASSERT_TRUE(WaitFilled());
-    }
-    bool WaitFilled() {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (dialog->PopulateClient() >= 0) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            view->Pump(std::chrono::milliseconds(5));
-        }
         return true;
     }
-    static bool WaitFor(const std::function<bool()>& condition) {
+    // Shows the page and serves the handover of the population it starts.
+    bool ShowAndFill() {
+        dialog->ShowWindow(platform::kSwShow);
+        return WaitFilled();
+    }
+    bool WaitFilled() {
+        return WaitFor([&] { return dialog->PopulateClient() < 0; },
+                       [&] { view->Pump(std::chrono::milliseconds(5)); });
+    }
+    static bool WaitFor(
+        const std::function<bool()>& condition, const std::function<void()>& meanwhile = [] {
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!condition()) {
             if (std::chrono::steady_clock::now() > deadline) return false;
-            std::this_thread::sleep_for(std::chrono::microseconds(100));
+            meanwhile();
         }
         return true;
     }
     int CountTrace(const std::string& message) {
         const auto lines = machine.TraceMessages();
         return static_cast<int>(std::count(lines.begin(), lines.end(), message));
-    }
-    TreeNode Node(const std::u16string& label) {
-        TreeNode node = view->Find(label);
-        EXPECT_NE(node, nullptr) << Narrow(label);
-        return node;
     }
 
     platform::memory::MemoryMachine machine;
@@ -535,6 +461,21 @@ class ConsoleTest : public ::testing::Test {
     vistrel::HostCallback previousService_ = nullptr;
     console::ViewFactory previousFactory_ = nullptr;
     std::vector<FakeSource*> slowSources_;
+};
+
+class ConsoleTest : public ::testing::Test, public PageRig {
+  protected:
+    void SetUp() override { ASSERT_NE(g_textFile, nullptr); }
+    // The page created, shown and filled.
+    void Open() {
+        ASSERT_TRUE(CreatePage());
+        ASSERT_TRUE(ShowAndFill());
+    }
+    TreeNode Node(const std::u16string& label) {
+        TreeNode node = view->Find(label);
+        EXPECT_NE(node, nullptr) << Narrow(label);
+        return node;
+    }
 };
 
 }  // namespace console_test
