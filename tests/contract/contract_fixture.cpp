@@ -15,17 +15,13 @@ using namespace platform;
 
 constexpr char16_t kTestRoot[] = u"Software\\VistrelTest";
 
+// Unique among the runs that may share a registry or a temporary folder.
 std::u16string UniqueName() {
     static std::atomic<unsigned> counter{0};
-    static const unsigned seed = std::random_device{}();
-    const auto ticks = static_cast<unsigned long long>(
-        std::chrono::steady_clock::now().time_since_epoch().count());
-    unsigned long long mixed = ticks ^ (static_cast<unsigned long long>(seed) << 20) ^
-                               (static_cast<unsigned long long>(counter++) << 48);
-    std::u16string name = u"ct";
-    static constexpr char16_t kDigits[] = u"0123456789abcdef";
-    for (int i = 0; i < 16; ++i, mixed >>= 4) name.push_back(kDigits[mixed & 0xF]);
-    return name;
+    static const unsigned long long seed =
+        std::random_device{}() ^ static_cast<unsigned long long>(
+                                     std::chrono::steady_clock::now().time_since_epoch().count());
+    return ToU16("ct" + std::to_string(seed) + "-" + std::to_string(counter++));
 }
 
 }  // namespace
@@ -54,6 +50,10 @@ std::string Utf16Bytes(std::u16string_view text, bool withTerminator) {
 
 std::u16string ToU16(std::string_view ascii) {
     return std::u16string(ascii.begin(), ascii.end());
+}
+
+std::string Narrow(std::u16string_view ascii) {
+    return std::string(ascii.begin(), ascii.end());
 }
 
 void PlatformContract::SetUp() {
@@ -113,10 +113,9 @@ void PlatformContract::TearDown() {
 }
 
 bool PlatformContract::RunsUnderWine() {
-    if (!IsWin32()) return false;
     RegKey key = nullptr;
-    if (registry().OpenKey(kHkeyLocalMachine, u"Software\\Wine", kKeyQueryValue, &key) !=
-        kErrorSuccess) {
+    if (!IsWin32() || registry().OpenKey(kHkeyLocalMachine, u"Software\\Wine", kKeyQueryValue,
+                                         &key) != kErrorSuccess) {
         return false;
     }
     registry().CloseKey(key);
@@ -138,24 +137,25 @@ void PlatformContract::WriteFile(std::u16string_view name, std::string_view byte
 }
 
 void PlatformContract::RemoveFolderTree(const std::u16string& folder) {
-    std::vector<std::u16string> folders;
-    std::vector<std::u16string> plainFiles;
+    // Removed only once the search is closed, as Windows wants it.
+    std::vector<std::pair<std::u16string, bool>> entries;
     FindData data;
     FindHandle find = files().FindFirst((folder + u"\\*").c_str(), &data);
     if (find != nullptr) {
         do {
             if (data.name == u"." || data.name == u"..") continue;
-            const std::u16string path = folder + u"\\" + data.name;
-            if (data.attributes & kFileAttributeDirectory) {
-                folders.push_back(path);
-            } else {
-                plainFiles.push_back(path);
-            }
+            entries.emplace_back(folder + u"\\" + data.name,
+                                 (data.attributes & kFileAttributeDirectory) != 0);
         } while (files().FindNext(find, &data));
         files().FindClose(find);
     }
-    for (const std::u16string& path : plainFiles) files().RemoveFile(path.c_str());
-    for (const std::u16string& path : folders) RemoveFolderTree(path);
+    for (const auto& [path, isFolder] : entries) {
+        if (isFolder) {
+            RemoveFolderTree(path);
+        } else {
+            files().RemoveFile(path.c_str());
+        }
+    }
     files().RemoveEmptyDirectory(folder.c_str());
 }
 

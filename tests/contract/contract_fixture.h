@@ -63,5 +63,6 @@ class PlatformContract : public testing::TestWithParam<BackendKind> {
 // Text helpers for the byte-oriented interfaces.
 std::string Utf16Bytes(std::u16string_view text, bool withTerminator);
 std::u16string ToU16(std::string_view ascii);
+std::string Narrow(std::u16string_view ascii);
 
 }  // namespace contract

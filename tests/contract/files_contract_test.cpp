@@ -1,5 +1,4 @@
 // Files: finding with and without wildcards, whole-file reads and writes, folders, error codes.
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -9,78 +8,78 @@ namespace contract {
 namespace {
 
 using namespace platform;
+using Names = std::vector<std::u16string>;
+
+constexpr Status kErrorDirectory = 267;
 
 class FilesContract : public PlatformContract {
   protected:
-    // Every name that FindFirst/FindNext deliver for the pattern, sorted; the find handle is
-    // closed. LastError after the last FindNext goes to *endError.
-    std::vector<std::u16string> FindAll(const std::u16string& pattern,
-                                        std::uint32_t* endError = nullptr) {
-        std::vector<std::u16string> names;
+    void SetUp() override {
+        PlatformContract::SetUp();
+        if (HasFatalFailure()) return;
+        for (const char16_t* name : {u"a1.txt", u"A2.txt", u"ab.log", u"b.txt"}) {
+            WriteFile(name, "x");
+        }
+        WriteFile(u"Program.EXE", "12345");
+        ASSERT_EQ(files().MakeDirectory(InFolder(u"aDir").c_str()), kErrorSuccess);
+    }
+    // Every name FindFirst/FindNext deliver for the pattern, in their order, which must end
+    // with ERROR_NO_MORE_FILES; or the error code as "#n" when nothing is found.
+    Names Find(const std::u16string& pattern) {
         FindData data;
         FindHandle find = files().FindFirst(pattern.c_str(), &data);
-        if (find == nullptr) return names;
-        do {
-            names.push_back(data.name);
-        } while (files().FindNext(find, &data));
-        if (endError != nullptr) *endError = machine().LastError();
+        if (find == nullptr) return {ToU16("#" + std::to_string(machine().LastError()))};
+        Names names{data.name};
+        while (files().FindNext(find, &data)) names.push_back(data.name);
+        EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorNoMoreFiles));
         files().FindClose(find);
-        std::sort(names.begin(), names.end());
         return names;
     }
 };
 
-TEST_P(FilesContract, FindFirstOnExactPaths) {
-    WriteFile(u"Program.EXE", "12345");
-    ASSERT_EQ(files().MakeDirectory(InFolder(u"Sub").c_str()), kErrorSuccess);
+TEST_P(FilesContract, FindGivesSortedNamesAndSystemErrors) {
+    const struct {
+        const char16_t* pattern;
+        Names names;
+    } cases[] = {
+        // The name comes back as the file system spells it.
+        {u"program.exe", {u"Program.EXE"}},
+        {u"ADIR", {u"aDir"}},
+        {u"a*.txt", {u"a1.txt", u"A2.txt"}},
+        {u"A?.*", {u"a1.txt", u"A2.txt", u"ab.log"}},
+        // "x.*" takes names without a dot as well.
+        {u"a*.*", {u"a1.txt", u"A2.txt", u"ab.log", u"aDir"}},
+        // "*" in a folder that isn't a drive's root also yields the entries "." and "..".
+        {u"*", {u".", u"..", u"a1.txt", u"A2.txt", u"ab.log", u"aDir", u"b.txt", u"Program.EXE"}},
+        {u"aDir\\..\\b.txt", {u"b.txt"}},
+        {u"missing.txt", {u"#2"}},
+        {u"missing*.txt", {u"#2"}},
+        {u"NoFolder\\x.txt", {u"#3"}},
+        {u"NoFolder\\*", {u"#3"}},
+        // A folder named with a trailing backslash is not found.
+        {u"aDir\\", {u"#2"}},
+        // Wildcards belong in the last component only.
+        {u"a*\\x.txt", {u"#123"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(Narrow(c.pattern));
+        EXPECT_EQ(Find(InFolder(c.pattern)), c.names);
+    }
+
+    std::u16string slashed = InFolder(u"b.txt");
+    for (char16_t& c : slashed) c = c == u'\\' ? u'/' : c;
+    EXPECT_EQ(Find(slashed), Names{u"b.txt"});
 
     FindData data;
-    FindHandle find = files().FindFirst(InFolder(u"program.exe").c_str(), &data);
+    FindHandle find = files().FindFirst(InFolder(u"Program.EXE").c_str(), &data);
     ASSERT_NE(find, nullptr);
-    // The name comes back as the file system spells it.
-    EXPECT_EQ(data.name, u"Program.EXE");
     EXPECT_EQ(data.size, 5u);
-    EXPECT_EQ(data.attributes & kFileAttributeDirectory, 0u);
-    EXPECT_FALSE(files().FindNext(find, &data));
-    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorNoMoreFiles));
+    EXPECT_EQ(data.attributes, kFileAttributeArchive);
     files().FindClose(find);
-
-    find = files().FindFirst(InFolder(u"SUB").c_str(), &data);
+    find = files().FindFirst(InFolder(u"aDir").c_str(), &data);
     ASSERT_NE(find, nullptr);
-    EXPECT_EQ(data.name, u"Sub");
     EXPECT_NE(data.attributes & kFileAttributeDirectory, 0u);
     files().FindClose(find);
-}
-
-TEST_P(FilesContract, FindFirstFailuresGiveTheirCodes) {
-    ASSERT_EQ(files().MakeDirectory(InFolder(u"Sub").c_str()), kErrorSuccess);
-    FindData data;
-    EXPECT_EQ(files().FindFirst(InFolder(u"missing.txt").c_str(), &data), nullptr);
-    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
-    EXPECT_EQ(files().FindFirst(InFolder(u"missing*.txt").c_str(), &data), nullptr);
-    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
-    EXPECT_EQ(files().FindFirst(InFolder(u"NoFolder\\x.txt").c_str(), &data), nullptr);
-    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorPathNotFound));
-    // A folder named with a trailing backslash is not found.
-    EXPECT_EQ(files().FindFirst(InFolder(u"Sub\\").c_str(), &data), nullptr);
-    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
-}
-
-TEST_P(FilesContract, WildcardsInTheLastComponent) {
-    for (const char16_t* name : {u"a1.txt", u"a2.txt", u"ab.log", u"b.txt"}) WriteFile(name, "x");
-    ASSERT_EQ(files().MakeDirectory(InFolder(u"aDir").c_str()), kErrorSuccess);
-
-    EXPECT_EQ(FindAll(InFolder(u"a*.txt")), (std::vector<std::u16string>{u"a1.txt", u"a2.txt"}));
-    EXPECT_EQ(FindAll(InFolder(u"A?.*")),
-              (std::vector<std::u16string>{u"a1.txt", u"a2.txt", u"ab.log"}));
-    EXPECT_EQ(FindAll(InFolder(u"a*")),
-              (std::vector<std::u16string>{u"a1.txt", u"a2.txt", u"aDir", u"ab.log"}));
-    // "*" in a folder that isn't a drive's root also yields the entries "." and "..".
-    std::uint32_t endError = 0;
-    EXPECT_EQ(FindAll(InFolder(u"*"), &endError),
-              (std::vector<std::u16string>{u".", u"..", u"a1.txt", u"a2.txt", u"aDir", u"ab.log",
-                                           u"b.txt"}));
-    EXPECT_EQ(endError, static_cast<std::uint32_t>(kErrorNoMoreFiles));
 }
 
 TEST_P(FilesContract, WholeFileReadsWritesAndAppends) {
@@ -104,29 +103,37 @@ TEST_P(FilesContract, WholeFileReadsWritesAndAppends) {
     read = "untouched";
     EXPECT_EQ(files().ReadAll(InFolder(u"missing").c_str(), &read), kErrorFileNotFound);
     EXPECT_EQ(files().ReadAll(InFolder(u"NoFolder\\f").c_str(), &read), kErrorPathNotFound);
+    EXPECT_EQ(files().ReadAll(InFolder(u"aDir").c_str(), &read), kErrorAccessDenied);
     EXPECT_EQ(files().WriteAll(InFolder(u"NoFolder\\f").c_str(), "x"), kErrorPathNotFound);
     EXPECT_EQ(read, "untouched");
 }
 
 TEST_P(FilesContract, FoldersAndRemoval) {
     const std::u16string folder = InFolder(u"Dir");
+    const std::u16string file = folder + u"\\f.txt";
     ASSERT_EQ(files().MakeDirectory(folder.c_str()), kErrorSuccess);
+    ASSERT_EQ(files().WriteAll(file.c_str(), "x"), kErrorSuccess);
     EXPECT_EQ(files().MakeDirectory(folder.c_str()), kErrorAlreadyExists);
+    EXPECT_EQ(files().MakeDirectory(file.c_str()), kErrorAlreadyExists);
     EXPECT_EQ(files().MakeDirectory(InFolder(u"No\\Such").c_str()), kErrorPathNotFound);
 
-    const std::u16string file = folder + u"\\f.txt";
-    ASSERT_EQ(files().WriteAll(file.c_str(), "x"), kErrorSuccess);
     std::uint32_t attributes = 0;
-    ASSERT_TRUE(files().GetAttributes(folder.c_str(), &attributes));
+    ASSERT_TRUE(files().GetAttributes((folder + u"\\").c_str(), &attributes));
     EXPECT_NE(attributes & kFileAttributeDirectory, 0u);
     ASSERT_TRUE(files().GetAttributes(file.c_str(), &attributes));
     EXPECT_EQ(attributes & kFileAttributeDirectory, 0u);
+    EXPECT_FALSE(files().GetAttributes((file + u"\\").c_str(), &attributes));
+    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorPathNotFound));
 
     EXPECT_EQ(files().RemoveEmptyDirectory(folder.c_str()), kErrorDirNotEmpty);
+    EXPECT_EQ(files().RemoveEmptyDirectory(file.c_str()), kErrorDirectory);
+    EXPECT_EQ(files().RemoveFile(folder.c_str()), kErrorAccessDenied);
     EXPECT_EQ(files().RemoveFile(file.c_str()), kErrorSuccess);
     EXPECT_EQ(files().RemoveFile(file.c_str()), kErrorFileNotFound);
+    EXPECT_EQ(files().RemoveFile(InFolder(u"No\\Such").c_str()), kErrorPathNotFound);
     EXPECT_FALSE(files().GetAttributes(file.c_str(), &attributes));
     EXPECT_EQ(files().RemoveEmptyDirectory(folder.c_str()), kErrorSuccess);
+    EXPECT_EQ(files().RemoveEmptyDirectory(folder.c_str()), kErrorFileNotFound);
     EXPECT_FALSE(files().GetAttributes(folder.c_str(), &attributes));
 }
 
@@ -139,23 +146,14 @@ TEST_P(FilesContract, RelativePathsStartAtTheCurrentFolder) {
     EXPECT_NE(attributes & kFileAttributeDirectory, 0u);
 
     // Whatever the current folder holds is found by its bare name too.
-    FindData data;
-    FindHandle find = files().FindFirst((current + u"\\*").c_str(), &data);
-    ASSERT_NE(find, nullptr);
-    std::u16string entry;
-    do {
-        if (data.name != u"." && data.name != u"..") entry = data.name;
-    } while (entry.empty() && files().FindNext(find, &data));
-    files().FindClose(find);
-    ASSERT_FALSE(entry.empty());
+    Names entries = Find(current + u"\\*");
+    std::erase_if(entries, [](const std::u16string& name) { return name[0] == u'.'; });
+    ASSERT_FALSE(entries.empty());
     std::uint32_t direct = 0;
-    ASSERT_TRUE(files().GetAttributes((current + u"\\" + entry).c_str(), &direct));
-    ASSERT_TRUE(files().GetAttributes(entry.c_str(), &attributes));
+    ASSERT_TRUE(files().GetAttributes((current + u"\\" + entries[0]).c_str(), &direct));
+    ASSERT_TRUE(files().GetAttributes(entries[0].c_str(), &attributes));
     EXPECT_EQ(attributes, direct);
-    find = files().FindFirst(entry.c_str(), &data);
-    ASSERT_NE(find, nullptr);
-    EXPECT_EQ(data.name, entry);
-    files().FindClose(find);
+    EXPECT_EQ(Find(entries[0]), Names{entries[0]});
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, FilesContract, testing::ValuesIn(AllBackends()), BackendName);

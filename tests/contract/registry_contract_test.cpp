@@ -1,5 +1,4 @@
 // Registry calls: status codes, sizes and terminators exactly as Win32 gives them.
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -9,13 +8,42 @@ namespace contract {
 namespace {
 
 using namespace platform;
+using Names = std::vector<std::u16string>;
+
+constexpr Status kErrorBadPathname = 161;
+constexpr Status kErrorNoAccess = 998;
+constexpr Status kErrorKeyDeleted = 1018;
+const std::uint32_t kOne = 1;
 
 class RegistryContract : public PlatformContract {
   protected:
-    void SetBytes(const char16_t* name, std::uint32_t type, const std::string& bytes) {
-        ASSERT_EQ(registry().SetValue(scratch(), name, type, bytes.data(),
-                                      static_cast<std::uint32_t>(bytes.size())),
-                  kErrorSuccess);
+    void MakeKey(const char16_t* path) {
+        RegKey key = nullptr;
+        ASSERT_EQ(registry().CreateKey(scratch(), path, kKeyAllAccess, &key), kErrorSuccess);
+        registry().CloseKey(key);
+    }
+    RegKey Open(const char16_t* path, std::uint32_t access) {
+        RegKey key = nullptr;
+        EXPECT_EQ(registry().OpenKey(scratch(), path, access, &key), kErrorSuccess);
+        return key;
+    }
+    bool Opens(const char16_t* path) {
+        RegKey key = nullptr;
+        if (registry().OpenKey(scratch(), path, kKeyRead, &key) != kErrorSuccess) return false;
+        registry().CloseKey(key);
+        return true;
+    }
+    Status SetText(const char16_t* name, std::u16string_view text) {
+        const std::string bytes = Utf16Bytes(text, true);
+        return registry().SetValue(scratch(), name, kRegSz, bytes.data(),
+                                   static_cast<std::uint32_t>(bytes.size()));
+    }
+    Status SetOne(RegKey key, const char16_t* name) {
+        return registry().SetValue(key, name, kRegDword, &kOne, 4);
+    }
+    Status QuerySize(RegKey key, const char16_t* name) {
+        std::uint32_t size = 0;
+        return registry().QueryValue(key, name, nullptr, nullptr, &size);
     }
     // The value's bytes as QueryValue reports them into a large buffer. Windows writes a
     // terminator behind a string's bytes when the buffer has room, but never counts it in the
@@ -25,106 +53,95 @@ class RegistryContract : public PlatformContract {
         std::uint32_t size = static_cast<std::uint32_t>(buffer.size());
         Status status = registry().QueryValue(scratch(), name, type, buffer.data(), &size);
         EXPECT_EQ(status, kErrorSuccess);
-        if (status != kErrorSuccess) return {};
-        buffer.resize(size);
+        buffer.resize(status == kErrorSuccess ? size : 0);
         return buffer;
     }
-    std::vector<std::u16string> ValueNames() {
-        std::vector<std::u16string> names;
+    // Value names (or sub-key names) by index until the enumeration ends, which must be with
+    // ERROR_NO_MORE_ITEMS.
+    Names Enumerate(bool values) {
+        Names names;
         for (std::uint32_t index = 0;; ++index) {
             char16_t name[256];
             std::uint32_t chars = 256;
-            Status status =
-                registry().EnumValue(scratch(), index, name, &chars, nullptr, nullptr, nullptr);
+            const Status status = values ? registry().EnumValue(scratch(), index, name, &chars,
+                                                                nullptr, nullptr, nullptr)
+                                         : registry().EnumKey(scratch(), index, name, &chars);
             if (status != kErrorSuccess) {
                 EXPECT_EQ(status, kErrorNoMoreItems);
-                break;
+                return names;
             }
             names.emplace_back(name, chars);
         }
-        return names;
     }
 };
 
-TEST_P(RegistryContract, QueryValueReportsSizesAndMoreData) {
-    const std::string text = Utf16Bytes(u"abc", true);
-    SetBytes(u"Text", kRegSz, text);
+TEST_P(RegistryContract, StoredBytesComeBackWithWin32Terminators) {
+    // Windows stores a string's terminator when the caller forgot to count it: if the last
+    // counted character isn't null and the one behind it is, the count grows by one.
+    const std::u16string abc = u"abc";    // a null follows in memory
+    const std::u16string abcX = u"abcX";  // no null behind the counted characters
+    const std::uint32_t dword = 0x12345678;
+    const struct {
+        const char16_t* name;
+        std::uint32_t type;
+        const void* data;
+        std::uint32_t bytes;
+        std::string expected;
+    } cases[] = {
+        {u"Short", kRegSz, abc.data(), 6, Utf16Bytes(u"abc", true)},
+        {u"ShortMulti", kRegMultiSz, abc.data(), 6, Utf16Bytes(u"abc", true)},
+        {u"Binary", kRegBinary, abc.data(), 6, Utf16Bytes(u"abc", false)},
+        {u"NoTerminator", kRegSz, abcX.data(), 6, Utf16Bytes(u"abc", false)},
+        {u"Empty", kRegSz, "", 0, ""},
+        {u"Odd", kRegExpandSz, "a\0b\0c", 5, std::string("a\0b\0c", 5)},
+        {u"Multi", kRegMultiSz, u"a\0", 6, std::string("a\0\0\0\0\0", 6)},
+        {u"Number", kRegDword, &dword, 4, "\x78\x56\x34\x12"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(Narrow(c.name));
+        ASSERT_EQ(registry().SetValue(scratch(), c.name, c.type, c.data, c.bytes), kErrorSuccess);
+        std::uint32_t type = 99;
+        EXPECT_EQ(QueryBytes(c.name, &type), c.expected);
+        EXPECT_EQ(type, c.type);
+    }
 
-    std::uint32_t type = 0;
+    // "Short" holds 8 bytes: too small a buffer gives ERROR_MORE_DATA and the size needed.
     std::uint32_t size = 0;
-    EXPECT_EQ(registry().QueryValue(scratch(), u"Text", &type, nullptr, &size), kErrorSuccess);
-    EXPECT_EQ(type, kRegSz);
+    EXPECT_EQ(registry().QueryValue(scratch(), u"Short", nullptr, nullptr, &size), kErrorSuccess);
     EXPECT_EQ(size, 8u);
-
-    char small[4];
-    size = sizeof(small);
-    EXPECT_EQ(registry().QueryValue(scratch(), u"Text", &type, small, &size), kErrorMoreData);
+    char buffer[8];
+    size = 7;
+    EXPECT_EQ(registry().QueryValue(scratch(), u"Short", nullptr, buffer, &size), kErrorMoreData);
     EXPECT_EQ(size, 8u);
-
-    char exact[8];
-    size = sizeof(exact);
-    EXPECT_EQ(registry().QueryValue(scratch(), u"Text", nullptr, exact, &size), kErrorSuccess);
-    EXPECT_EQ(size, 8u);
-    EXPECT_EQ(std::string(exact, 8), text);
-}
-
-TEST_P(RegistryContract, DataComesBackExactlyAsStored) {
-    // The character behind the counted ones isn't a null (see the next test for why it matters).
-    const std::u16string noTerminator = u"abcX";
-    ASSERT_EQ(registry().SetValue(scratch(), u"NoTerminator", kRegSz, noTerminator.data(), 6),
-              kErrorSuccess);
-    SetBytes(u"Empty", kRegSz, {});
-    SetBytes(u"Odd", kRegExpandSz, std::string("a\0b\0c", 5));
-    SetBytes(u"Multi", kRegMultiSz, Utf16Bytes(u"a", true) + Utf16Bytes(u"", true));
-
-    EXPECT_EQ(QueryBytes(u"NoTerminator"), Utf16Bytes(u"abc", false));
-    std::uint32_t type = 99;
-    EXPECT_EQ(QueryBytes(u"Empty", &type), "");
-    EXPECT_EQ(type, kRegSz);
-    EXPECT_EQ(QueryBytes(u"Odd", &type), std::string("a\0b\0c", 5));
-    EXPECT_EQ(type, kRegExpandSz);
-    EXPECT_EQ(QueryBytes(u"Multi", &type), std::string("a\0\0\0\0\0", 6));
-    EXPECT_EQ(type, kRegMultiSz);
-
-    std::uint32_t dword = 0x12345678;
-    ASSERT_EQ(registry().SetValue(scratch(), u"Number", kRegDword, &dword, 4), kErrorSuccess);
-    EXPECT_EQ(QueryBytes(u"Number", &type), std::string("\x78\x56\x34\x12", 4));
-    EXPECT_EQ(type, kRegDword);
-}
-
-TEST_P(RegistryContract, StringCountThatMissesAFollowingTerminatorIsExtended) {
-    // RegSetValueExW stores a string's terminator when the caller forgot to count it: if the
-    // last counted character isn't null and the one behind it is, the count grows by one.
-    const std::u16string text = u"abc";  // a null follows in memory
-    ASSERT_EQ(registry().SetValue(scratch(), u"Short", kRegSz, text.data(), 6), kErrorSuccess);
-    ASSERT_EQ(registry().SetValue(scratch(), u"Binary", kRegBinary, text.data(), 6), kErrorSuccess);
-    EXPECT_EQ(QueryBytes(u"Short"), Utf16Bytes(u"abc", true));
-    EXPECT_EQ(QueryBytes(u"Binary"), Utf16Bytes(u"abc", false));
+    EXPECT_EQ(registry().QueryValue(scratch(), u"Short", nullptr, buffer, &size), kErrorSuccess);
+    EXPECT_EQ(std::string(buffer, 8), Utf16Bytes(u"abc", true));
+    EXPECT_EQ(registry().QueryValue(scratch(), u"Short", nullptr, buffer, nullptr),
+              kErrorInvalidParameter);
+    EXPECT_EQ(registry().SetValue(scratch(), u"Null", kRegBinary, nullptr, 4), kErrorNoAccess);
 }
 
 TEST_P(RegistryContract, NamesMatchWithoutCaseAndKeepTheirSpelling) {
-    SetBytes(u"MixedCase", kRegSz, Utf16Bytes(u"one", true));
+    ASSERT_EQ(SetText(u"MixedCase", u"one"), kErrorSuccess);
     EXPECT_EQ(QueryBytes(u"mixedcase"), Utf16Bytes(u"one", true));
     // Writing under another spelling replaces the value and keeps the first spelling.
-    SetBytes(u"MIXEDCASE", kRegSz, Utf16Bytes(u"two", true));
-    EXPECT_EQ(ValueNames(), std::vector<std::u16string>{u"MixedCase"});
+    ASSERT_EQ(SetText(u"MIXEDCASE", u"two"), kErrorSuccess);
+    EXPECT_EQ(Enumerate(true), Names{u"MixedCase"});
     EXPECT_EQ(QueryBytes(u"MixedCase"), Utf16Bytes(u"two", true));
+    ASSERT_EQ(registry().DeleteValue(scratch(), u"mixedCASE"), kErrorSuccess);
+    MakeKey(u"Sub\\Deeper");
+    EXPECT_TRUE(Opens(u"sub\\DEEPER"));
+    // Doubled and trailing backslashes don't matter; a leading one does.
+    EXPECT_TRUE(Opens(u"Sub\\\\Deeper\\"));
+    RegKey key = reinterpret_cast<RegKey>(1);
+    EXPECT_EQ(registry().OpenKey(scratch(), u"\\Sub", kKeyRead, &key), kErrorBadPathname);
+    EXPECT_EQ(key, nullptr);
 
-    RegKey sub = nullptr;
-    ASSERT_EQ(registry().CreateKey(scratch(), u"Sub\\Deeper", kKeyAllAccess, &sub), kErrorSuccess);
-    registry().CloseKey(sub);
-    EXPECT_EQ(registry().OpenKey(scratch(), u"sub\\DEEPER", kKeyRead, &sub), kErrorSuccess);
-    registry().CloseKey(sub);
-}
-
-TEST_P(RegistryContract, DefaultValueIsNullOrEmptyName) {
-    SetBytes(nullptr, kRegSz, Utf16Bytes(u"dflt", true));
+    // The default value is named by null or by the empty name.
+    ASSERT_EQ(SetText(nullptr, u"dflt"), kErrorSuccess);
     EXPECT_EQ(QueryBytes(u""), Utf16Bytes(u"dflt", true));
-    EXPECT_EQ(ValueNames(), std::vector<std::u16string>{u""});
+    EXPECT_EQ(Enumerate(true), Names{u""});
     EXPECT_EQ(registry().DeleteValue(scratch(), u""), kErrorSuccess);
-    std::uint32_t size = 0;
-    EXPECT_EQ(registry().QueryValue(scratch(), nullptr, nullptr, nullptr, &size),
-              kErrorFileNotFound);
+    EXPECT_EQ(QuerySize(scratch(), nullptr), kErrorFileNotFound);
 }
 
 TEST_P(RegistryContract, ValuesEnumerateInOrderOfCreation) {
@@ -132,191 +149,152 @@ TEST_P(RegistryContract, ValuesEnumerateInOrderOfCreation) {
     // and the collectors show them in that order.
     if (RunsUnderWine()) GTEST_SKIP() << "Wine enumerates values sorted by name, Windows does not";
     for (const char16_t* name : {u"zeta", u"Alpha", u"mid", u"beta"}) {
-        SetBytes(name, kRegSz, Utf16Bytes(name, true));
+        ASSERT_EQ(SetText(name, name), kErrorSuccess);
     }
-    // Overwriting keeps a value's place.
-    SetBytes(u"zeta", kRegDword, std::string(4, '\0'));
-    EXPECT_EQ(ValueNames(), (std::vector<std::u16string>{u"zeta", u"Alpha", u"mid", u"beta"}));
-    ASSERT_EQ(registry().DeleteValue(scratch(), u"Alpha"), kErrorSuccess);
-    EXPECT_EQ(ValueNames(), (std::vector<std::u16string>{u"zeta", u"mid", u"beta"}));
+    // Overwriting keeps a value's place, whatever its new type.
+    ASSERT_EQ(SetOne(scratch(), u"zeta"), kErrorSuccess);
+    EXPECT_EQ(Enumerate(true), (Names{u"zeta", u"Alpha", u"mid", u"beta"}));
+    ASSERT_EQ(registry().DeleteValue(scratch(), u"ALPHA"), kErrorSuccess);
+    EXPECT_EQ(Enumerate(true), (Names{u"zeta", u"mid", u"beta"}));
 }
 
-TEST_P(RegistryContract, SubKeysEnumerateSortedWithoutCase) {
-    for (const char16_t* name : {u"b", u"C", u"a"}) {
-        RegKey sub = nullptr;
-        ASSERT_EQ(registry().CreateKey(scratch(), name, kKeyAllAccess, &sub), kErrorSuccess);
-        registry().CloseKey(sub);
-    }
-    std::vector<std::u16string> names;
-    for (std::uint32_t index = 0;; ++index) {
-        char16_t name[16];
-        std::uint32_t chars = 16;
-        Status status = registry().EnumKey(scratch(), index, name, &chars);
-        if (status != kErrorSuccess) {
-            EXPECT_EQ(status, kErrorNoMoreItems);
-            break;
-        }
-        names.emplace_back(name, chars);
-    }
-    EXPECT_EQ(names, (std::vector<std::u16string>{u"a", u"b", u"C"}));
-}
-
-TEST_P(RegistryContract, EnumValueNameCapacityCountsTheTerminator) {
-    SetBytes(u"Seven77", kRegSz, Utf16Bytes(u"x", true));
+TEST_P(RegistryContract, EnumerationSizesAndOrder) {
+    EXPECT_EQ(Enumerate(true), Names{});
+    EXPECT_EQ(Enumerate(false), Names{});
+    ASSERT_EQ(SetText(u"Seven77", u"0123456789"), kErrorSuccess);
     char16_t name[16];
-    std::uint32_t chars = 7;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, nullptr, nullptr),
-              kErrorMoreData);
-    chars = 8;
-    std::uint32_t type = 0;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, nullptr, nullptr),
-              kErrorSuccess);
-    EXPECT_EQ(chars, 7u);
-    EXPECT_EQ(std::u16string(name), u"Seven77");
-    EXPECT_EQ(type, kRegSz);
-
-    char16_t keyName[16];
-    RegKey sub = nullptr;
-    ASSERT_EQ(registry().CreateKey(scratch(), u"Five5", kKeyAllAccess, &sub), kErrorSuccess);
-    registry().CloseKey(sub);
-    chars = 5;
-    EXPECT_EQ(registry().EnumKey(scratch(), 0, keyName, &chars), kErrorMoreData);
-    chars = 6;
-    EXPECT_EQ(registry().EnumKey(scratch(), 0, keyName, &chars), kErrorSuccess);
-    EXPECT_EQ(chars, 5u);
-    EXPECT_EQ(std::u16string(keyName), u"Five5");
-}
-
-TEST_P(RegistryContract, EnumValueDataTooLongGivesTheNeededSize) {
-    const std::string data = Utf16Bytes(u"0123456789", true);
-    SetBytes(u"v", kRegSz, data);
-    char16_t name[8];
-    std::uint32_t chars = 8;
     char buffer[64];
-    std::uint32_t size = 4;
+    // The name's capacity counts its terminator; the type and the data's size come back anyway.
+    std::uint32_t chars = 7, type = 0, size = 4;
+    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, buffer, &size),
+              kErrorMoreData);
+    EXPECT_EQ(chars, 7u);
+    EXPECT_EQ(type, kRegSz);
+    EXPECT_EQ(size, 22u);
+    // A name that fits is delivered even when the data doesn't.
+    chars = 8;
+    size = 4;
     EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, buffer, &size),
               kErrorMoreData);
     EXPECT_EQ(size, 22u);
-
+    EXPECT_EQ(chars, 7u);
+    EXPECT_EQ(std::u16string(name), u"Seven77");
     chars = 8;
     size = sizeof(buffer);
-    std::uint32_t type = 0;
     EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, buffer, &size),
               kErrorSuccess);
-    EXPECT_EQ(size, 22u);
-    EXPECT_EQ(std::string(buffer, size), data);
-
+    EXPECT_EQ(std::string(buffer, size), Utf16Bytes(u"0123456789", true));
     // Without a buffer only the size is asked for.
     chars = 8;
     size = 0;
     EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, nullptr, &size),
               kErrorSuccess);
     EXPECT_EQ(size, 22u);
+
+    // Sub-keys come sorted without regard to case.
+    for (const char16_t* key : {u"b", u"Five5", u"C", u"a"}) MakeKey(key);
+    EXPECT_EQ(Enumerate(false), (Names{u"a", u"b", u"C", u"Five5"}));
+    chars = 5;
+    EXPECT_EQ(registry().EnumKey(scratch(), 3, name, &chars), kErrorMoreData);
+    EXPECT_EQ(chars, 5u);
+    chars = 6;
+    EXPECT_EQ(registry().EnumKey(scratch(), 3, name, &chars), kErrorSuccess);
+    EXPECT_EQ(chars, 5u);
+    EXPECT_EQ(std::u16string(name), u"Five5");
 }
 
-TEST_P(RegistryContract, EndsAndMissingThingsGiveTheirCodes) {
-    char16_t name[16];
-    std::uint32_t chars = 16;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, nullptr, nullptr),
-              kErrorNoMoreItems);
-    chars = 16;
-    EXPECT_EQ(registry().EnumKey(scratch(), 0, name, &chars), kErrorNoMoreItems);
-
-    std::uint32_t size = 0;
-    EXPECT_EQ(registry().QueryValue(scratch(), u"Missing", nullptr, nullptr, &size),
-              kErrorFileNotFound);
+TEST_P(RegistryContract, MissingThingsAndDeletion) {
+    EXPECT_EQ(QuerySize(scratch(), u"Missing"), kErrorFileNotFound);
     EXPECT_EQ(registry().DeleteValue(scratch(), u"Missing"), kErrorFileNotFound);
-
     RegKey key = reinterpret_cast<RegKey>(1);
     EXPECT_EQ(registry().OpenKey(scratch(), u"Missing\\Deeper", kKeyRead, &key),
               kErrorFileNotFound);
     EXPECT_EQ(key, nullptr);
     EXPECT_EQ(registry().DeleteTree(scratch(), u"Missing"), kErrorFileNotFound);
-}
 
-TEST_P(RegistryContract, DeleteTreeRemovesTheWholeSubtree) {
-    RegKey deep = nullptr;
-    ASSERT_EQ(registry().CreateKey(scratch(), u"Top\\Middle\\Leaf", kKeyAllAccess, &deep),
-              kErrorSuccess);
-    const std::uint32_t one = 1;
-    EXPECT_EQ(registry().SetValue(deep, u"v", kRegDword, &one, 4), kErrorSuccess);
-    registry().CloseKey(deep);
-
+    // A key deleted while open answers ERROR_KEY_DELETED, and its handle still closes.
+    MakeKey(u"Top\\Middle\\Leaf");
+    RegKey leaf = Open(u"Top\\Middle\\Leaf", kKeyAllAccess);
+    EXPECT_EQ(SetOne(leaf, u"v"), kErrorSuccess);
     EXPECT_EQ(registry().DeleteTree(scratch(), u"Top"), kErrorSuccess);
-    RegKey key = nullptr;
-    EXPECT_EQ(registry().OpenKey(scratch(), u"Top", kKeyRead, &key), kErrorFileNotFound);
+    EXPECT_FALSE(Opens(u"Top"));
+    EXPECT_EQ(SetOne(leaf, u"v"), kErrorKeyDeleted);
+    EXPECT_EQ(registry().CloseKey(leaf), kErrorSuccess);
+
+    // Through a handle and a null name the key is emptied but stays, as RegDeleteKeyW refuses
+    // the null name; the empty name deletes the key itself.
+    MakeKey(u"Top\\Middle");
+    RegKey top = Open(u"Top", kKeyAllAccess);
+    EXPECT_EQ(SetOne(top, u"v"), kErrorSuccess);
+    EXPECT_EQ(registry().DeleteTree(top, nullptr), kErrorInvalidParameter);
+    EXPECT_FALSE(Opens(u"Top\\Middle"));
+    EXPECT_EQ(QuerySize(top, u"v"), kErrorFileNotFound);
+    EXPECT_TRUE(Opens(u"Top"));
+    EXPECT_EQ(registry().DeleteTree(top, u""), kErrorSuccess);
+    EXPECT_FALSE(Opens(u"Top"));
+    registry().CloseKey(top);
 }
 
-TEST_P(RegistryContract, HandlesAreCheckedAndRightsHonoured) {
-    RegKey sub = nullptr;
-    ASSERT_EQ(registry().CreateKey(scratch(), u"Rights", kKeyAllAccess, &sub), kErrorSuccess);
-    EXPECT_EQ(registry().CloseKey(sub), kErrorSuccess);
-    EXPECT_EQ(registry().CloseKey(sub), kErrorInvalidHandle);
-    // Predefined roots close without effect.
+TEST_P(RegistryContract, HandlesAreCheckedAndEachCallNeedsItsOwnRight) {
+    MakeKey(u"Parent\\Child");
+    RegKey key = Open(u"Parent\\Child", kKeyAllAccess);
+    ASSERT_EQ(SetOne(key, u"v"), kErrorSuccess);
+    EXPECT_EQ(registry().CloseKey(key), kErrorSuccess);
+    EXPECT_EQ(registry().CloseKey(key), kErrorInvalidHandle);
+    EXPECT_EQ(registry().CloseKey(nullptr), kErrorInvalidHandle);
+    // Predefined roots close without effect, and open without a sub-key as themselves.
     EXPECT_EQ(registry().CloseKey(kHkeyCurrentUser), kErrorSuccess);
+    ASSERT_EQ(registry().OpenKey(kHkeyCurrentUser, nullptr, kKeyRead, &key), kErrorSuccess);
+    EXPECT_EQ(key, kHkeyCurrentUser);
+    // Any other key opens again as a handle of its own.
+    key = Open(u"", kKeyRead);
+    EXPECT_NE(key, nullptr);
+    EXPECT_NE(key, scratch());
+    registry().CloseKey(key);
 
-    RegKey readOnly = nullptr;
-    ASSERT_EQ(registry().OpenKey(scratch(), u"Rights", kKeyQueryValue, &readOnly), kErrorSuccess);
-    const std::uint32_t one = 1;
-    EXPECT_EQ(registry().SetValue(readOnly, u"v", kRegDword, &one, 4), kErrorAccessDenied);
-    registry().CloseKey(readOnly);
-
-    // An empty subKey opens the same key again.
-    RegKey again = nullptr;
-    ASSERT_EQ(registry().OpenKey(scratch(), u"", kKeyRead, &again), kErrorSuccess);
-    EXPECT_NE(again, nullptr);
-    registry().CloseKey(again);
-}
-
-TEST_P(RegistryContract, EachCallNeedsItsOwnRight) {
-    RegKey sub = nullptr;
-    ASSERT_EQ(registry().CreateKey(scratch(), u"Parent\\Child", kKeyAllAccess, &sub),
-              kErrorSuccess);
-    const std::uint32_t one = 1;
-    ASSERT_EQ(registry().SetValue(sub, u"v", kRegDword, &one, 4), kErrorSuccess);
-    registry().CloseKey(sub);
-
-    RegKey queryOnly = nullptr;
-    ASSERT_EQ(registry().OpenKey(scratch(), u"Parent", kKeyQueryValue, &queryOnly), kErrorSuccess);
+    RegKey queryOnly = Open(u"Parent", kKeyQueryValue);
     char16_t name[16];
     std::uint32_t chars = 16;
     EXPECT_EQ(registry().EnumKey(queryOnly, 0, name, &chars), kErrorAccessDenied);
+    EXPECT_EQ(SetOne(queryOnly, u"v"), kErrorAccessDenied);
     // Creating a sub-key is checked against the key's security, not against the rights of the
     // handle it is created through.
-    RegKey created = nullptr;
-    EXPECT_EQ(registry().CreateKey(queryOnly, u"New", kKeyAllAccess, &created), kErrorSuccess);
-    registry().CloseKey(created);
-    EXPECT_EQ(registry().CreateKey(queryOnly, u"Child", kKeyRead, &created), kErrorSuccess);
-    registry().CloseKey(created);
+    for (const char16_t* sub : {u"New", u"Child"}) {
+        EXPECT_EQ(registry().CreateKey(queryOnly, sub, kKeyRead, &key), kErrorSuccess);
+        registry().CloseKey(key);
+    }
     registry().CloseKey(queryOnly);
 
-    RegKey enumerateOnly = nullptr;
-    ASSERT_EQ(registry().OpenKey(scratch(), u"Parent\\Child", kKeyEnumerateSubKeys, &enumerateOnly),
-              kErrorSuccess);
-    std::uint32_t size = 0;
-    EXPECT_EQ(registry().QueryValue(enumerateOnly, u"v", nullptr, nullptr, &size),
-              kErrorAccessDenied);
-    chars = 16;
+    RegKey enumerateOnly = Open(u"Parent\\Child", kKeyEnumerateSubKeys);
+    EXPECT_EQ(QuerySize(enumerateOnly, u"v"), kErrorAccessDenied);
     EXPECT_EQ(registry().EnumValue(enumerateOnly, 0, name, &chars, nullptr, nullptr, nullptr),
               kErrorAccessDenied);
     EXPECT_EQ(registry().DeleteValue(enumerateOnly, u"v"), kErrorAccessDenied);
     registry().CloseKey(enumerateOnly);
 }
 
-TEST_P(RegistryContract, DeniedKeyRefusesOpeningUntilAllowedAgain) {
-    RegKey sub = nullptr;
-    ASSERT_EQ(registry().CreateKey(scratch(), u"Locked", kKeyAllAccess, &sub), kErrorSuccess);
-    registry().CloseKey(sub);
-    ASSERT_EQ(DenyScratchSubKey(u"Locked"), kErrorSuccess);
+TEST_P(RegistryContract, DeniedKeyIsRefusedUntilAllowedAgain) {
+    EXPECT_EQ(registry().DenyAllAccess(scratch(), u"Missing"), kErrorFileNotFound);
+    for (const char16_t* key : {u"T\\A\\Deep", u"T\\Locked\\Inner", u"T\\Z"}) MakeKey(key);
+    RegKey t = Open(u"T", kKeyAllAccess);
+    ASSERT_EQ(SetOne(t, u"v"), kErrorSuccess);
+    ASSERT_EQ(DenyScratchSubKey(u"T\\Locked"), kErrorSuccess);
 
     RegKey key = reinterpret_cast<RegKey>(1);
-    EXPECT_EQ(registry().OpenKey(scratch(), u"Locked", kKeyRead, &key), kErrorAccessDenied);
+    EXPECT_EQ(registry().OpenKey(scratch(), u"T\\Locked", kKeyQueryValue, &key),
+              kErrorAccessDenied);
     EXPECT_EQ(key, nullptr);
-    EXPECT_EQ(registry().OpenKey(scratch(), u"Locked", kKeyQueryValue, &key), kErrorAccessDenied);
+    EXPECT_EQ(registry().CreateKey(scratch(), u"T\\Locked", kKeyRead, &key), kErrorAccessDenied);
+    EXPECT_EQ(registry().DeleteTree(scratch(), u"T\\Locked"), kErrorAccessDenied);
+    // Deleting a tree goes through the sub-keys in order and stops at the refused one.
+    EXPECT_EQ(registry().DeleteTree(scratch(), u"T"), kErrorAccessDenied);
+    EXPECT_FALSE(Opens(u"T\\A"));
+    EXPECT_TRUE(Opens(u"T\\Z"));
+    EXPECT_EQ(QuerySize(t, u"v"), kErrorSuccess);
+    registry().CloseKey(t);
 
-    ASSERT_EQ(registry().AllowAllAccess(scratch(), u"Locked"), kErrorSuccess);
-    EXPECT_EQ(registry().OpenKey(scratch(), u"Locked", kKeyRead, &key), kErrorSuccess);
-    registry().CloseKey(key);
+    ASSERT_EQ(registry().AllowAllAccess(scratch(), u"T\\Locked"), kErrorSuccess);
+    EXPECT_TRUE(Opens(u"T\\Locked\\Inner"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, RegistryContract, testing::ValuesIn(AllBackends()), BackendName);

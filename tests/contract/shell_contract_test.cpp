@@ -40,8 +40,10 @@ TEST_P(ShellContract, LinkToAnAbsolutePathReadsBackItsTarget) {
     EXPECT_TRUE(files().GetAttributes(link.c_str(), &attributes));
 
     std::u16string read = u"old";
-    EXPECT_EQ(shell().ReadLink(link.c_str(), &read), LinkStep::kNone);
+    EXPECT_EQ(shell().ReadLink(InFolder(u"SHORTCUT.LNK").c_str(), &read), LinkStep::kNone);
     EXPECT_EQ(read, target);
+    EXPECT_EQ(shell().CreateLink(InFolder(u"No\\a.lnk").c_str(), target.c_str()),
+              HResultFromWin32(kErrorPathNotFound));
 }
 
 TEST_P(ShellContract, LinkThroughAVariableKeepsItUnexpanded) {

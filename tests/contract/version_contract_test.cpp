@@ -35,23 +35,21 @@ VersionBlockContents ProbeContents() {
 
 // The queries both backends answer alike, found or not.
 const std::vector<std::u16string>& Queries() {
-    static const std::vector<std::u16string> queries = {
-        u"\\",
-        u"",
-        u"\\VarFileInfo\\Translation",
-        u"\\StringFileInfo\\040904B0\\CompanyName",
-        u"\\StringFileInfo\\040904b0\\companyname",
-        u"\\StringFileInfo\\040904B0\\FileDescription",
-        u"\\StringFileInfo\\040904B0\\Comments",
-        u"\\StringFileInfo\\040904B0\\FileVersion",
-        u"\\StringFileInfo\\040704E4\\CompanyName",
-        u"\\StringFileInfo\\040704E4\\FileDescription",
-        u"\\StringFileInfo\\040904B0\\ProductName",
-        u"\\StringFileInfo\\040904B0\\Company",
-        u"\\StringFileInfo\\04090000\\CompanyName",
-        u"\\VarFileInfo\\\\Translation",
-        u"\\Nothing",
-    };
+    static const std::vector<std::u16string> queries = [] {
+        std::vector<std::u16string> list = {u"\\",
+                                            u"",
+                                            u"\\VarFileInfo\\Translation",
+                                            u"\\VarFileInfo\\\\Translation",
+                                            u"\\Nothing",
+                                            u"\\StringFileInfo\\040904b0\\companyname"};
+        for (const char16_t* table : {u"040904B0", u"040704E4", u"04090000"}) {
+            for (const char16_t* name : {u"CompanyName", u"FileDescription", u"Comments",
+                                         u"FileVersion", u"ProductName", u"Company"}) {
+                list.push_back(std::u16string(u"\\StringFileInfo\\") + table + u"\\" + name);
+            }
+        }
+        return list;
+    }();
     return queries;
 }
 
@@ -106,45 +104,31 @@ std::string Text(std::u16string_view text) {
 
 TEST(VersionBlockReader, AnswersTheQueriesOfABuiltBlock) {
     const std::string block = BuildVersionBlock(ProbeContents());
-
-    Answer root = AskReader(block, u"\\");
-    ASSERT_TRUE(root.found);
-    EXPECT_EQ(root.length, 52u);
-    EXPECT_EQ(Dword(root.bytes, 0), 0xFEEF04BDu);
-    EXPECT_EQ(Dword(root.bytes, 8), 0x00010002u);   // file version, most significant
-    EXPECT_EQ(Dword(root.bytes, 12), 0x00030004u);  // file version, least significant
-    EXPECT_EQ(Dword(root.bytes, 16), 0x00050006u);
-    EXPECT_EQ(Dword(root.bytes, 20), 0x00070008u);
-    EXPECT_EQ(Dword(root.bytes, 36), 2u);  // file type
-
-    EXPECT_EQ(AskReader(block, u"\\VarFileInfo\\Translation"),
-              (Answer{true, 8, std::string("\x09\x04\xB0\x04\x07\x04\xE4\x04", 8)}));
-    // A text's length counts its terminator, as compiled resources store it.
-    EXPECT_EQ(AskReader(block, u"\\StringFileInfo\\040904B0\\CompanyName"),
-              (Answer{true, 12, Text(u"Probe Works")}));
-    EXPECT_EQ(AskReader(block, u"\\stringfileinfo\\040904b0\\COMPANYNAME"),
-              (Answer{true, 12, Text(u"Probe Works")}));
-    EXPECT_EQ(AskReader(block, u"\\StringFileInfo\\040904B0\\Comments"),
-              (Answer{true, 1, Text(u"")}));
-    EXPECT_EQ(AskReader(block, u"\\StringFileInfo\\040704E4\\CompanyName"),
-              (Answer{true, 10, Text(u"Probewerk")}));
-    // Keys match whole, not as prefixes.
-    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040904B0\\Company").found);
-    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040904B0\\CompanyNameX").found);
-    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040704E4\\FileDescription").found);
-}
-
-TEST(VersionBlockReader, BlockWithoutTranslationsOrStrings) {
-    VersionBlockContents contents;
-    contents.withTranslations = false;
-    const std::string block = BuildVersionBlock(contents);
-    EXPECT_TRUE(AskReader(block, u"\\").found);
-    EXPECT_FALSE(AskReader(block, u"\\VarFileInfo\\Translation").found);
-    EXPECT_FALSE(AskReader(block, u"\\StringFileInfo\\040904B0\\CompanyName").found);
+    const Answer missing{};
+    const struct {
+        const char16_t* query;
+        Answer answer;
+    } cases[] = {
+        {u"\\VarFileInfo\\Translation",
+         {true, 8, std::string("\x09\x04\xB0\x04\x07\x04\xE4\x04", 8)}},
+        // A text's length counts its terminator, as compiled resources store it.
+        {u"\\stringfileinfo\\040904b0\\COMPANYNAME", {true, 12, Text(u"Probe Works")}},
+        {u"\\StringFileInfo\\040904B0\\Comments", {true, 1, Text(u"")}},
+        {u"\\StringFileInfo\\040704E4\\CompanyName", {true, 10, Text(u"Probewerk")}},
+        // Keys match whole, not as prefixes.
+        {u"\\StringFileInfo\\040904B0\\Company", missing},
+        {u"\\StringFileInfo\\040904B0\\CompanyNameX", missing},
+        {u"\\StringFileInfo\\040704E4\\FileDescription", missing},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(AskReader(block, c.query), c.answer) << Narrow(c.query);
+    }
+    const Answer root = AskReader(block, u"\\");
+    ASSERT_EQ(root.bytes.size(), 52u);             // the length of a VS_FIXEDFILEINFO
+    EXPECT_EQ(Dword(root.bytes, 8), 0x00010002u);  // file version, most significant half first
 
     // An empty translation table is there, with length 0.
-    contents.withTranslations = true;
-    EXPECT_EQ(AskReader(BuildVersionBlock(contents), u"\\VarFileInfo\\Translation"),
+    EXPECT_EQ(AskReader(BuildVersionBlock({}), u"\\VarFileInfo\\Translation"),
               (Answer{true, 0, ""}));
 }
 
@@ -189,7 +173,22 @@ TEST(VersionBlockReader, RefusesBlocksThatAreNotVersionBlocks) {
         binaryString.data(), u"\\StringFileInfo\\040904B0\\FileDescription", &buffer, &length));
 }
 
-TEST(VersionBlockReader, NeverAnswersOutsideATruncatedBlock) {
+// Whatever a damaged block answers lies within its bytes.
+void ExpectAnswersInside(const std::vector<unsigned char>& bytes, std::size_t size, int round) {
+    for (const std::u16string& query : Queries()) {
+        const void* buffer = nullptr;
+        std::uint32_t length = 0;
+        if (!QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(size), query.c_str(),
+                               &buffer, &length)) {
+            continue;
+        }
+        const auto* start = static_cast<const unsigned char*>(buffer);
+        ASSERT_GE(start, bytes.data()) << round;
+        ASSERT_LE(start + ValueBytes(query, length), bytes.data() + size) << round;
+    }
+}
+
+TEST(VersionBlockReader, NeverAnswersOutsideATruncatedOrCorruptedBlock) {
     const std::string whole = BuildVersionBlock(ProbeContents());
     for (std::size_t cut = 0; cut < whole.size(); ++cut) {
         // Given fewer bytes than it claims, the block is refused outright.
@@ -199,25 +198,13 @@ TEST(VersionBlockReader, NeverAnswersOutsideATruncatedBlock) {
         EXPECT_FALSE(QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(cut), u"\\",
                                        &buffer, &length))
             << cut;
-
-        // A block whose own length was cut too: whatever is found lies within it.
+        // A block whose own length was cut too.
         if (cut < 2) continue;
         bytes[0] = static_cast<unsigned char>(cut & 0xFF);
         bytes[1] = static_cast<unsigned char>(cut >> 8);
-        for (const std::u16string& query : Queries()) {
-            if (!QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(cut), query.c_str(),
-                                   &buffer, &length)) {
-                continue;
-            }
-            const auto* start = static_cast<const unsigned char*>(buffer);
-            ASSERT_GE(start, bytes.data()) << cut;
-            ASSERT_LE(start + ValueBytes(query, length), bytes.data() + cut) << cut;
-        }
+        ExpectAnswersInside(bytes, cut, static_cast<int>(cut));
     }
-}
 
-TEST(VersionBlockReader, NeverAnswersOutsideACorruptedBlock) {
-    const std::string whole = BuildVersionBlock(ProbeContents());
     std::mt19937 random(20261123);
     std::uniform_int_distribution<std::size_t> position(0, whole.size() - 1);
     std::uniform_int_distribution<int> byte(0, 255);
@@ -226,17 +213,7 @@ TEST(VersionBlockReader, NeverAnswersOutsideACorruptedBlock) {
         for (int flips = 1 + round % 4; flips > 0; --flips) {
             bytes[position(random)] = static_cast<unsigned char>(byte(random));
         }
-        for (const std::u16string& query : Queries()) {
-            const void* buffer = nullptr;
-            std::uint32_t length = 0;
-            if (!QueryVersionBlock(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
-                                   query.c_str(), &buffer, &length)) {
-                continue;
-            }
-            const auto* start = static_cast<const unsigned char*>(buffer);
-            ASSERT_GE(start, bytes.data()) << round;
-            ASSERT_LE(start + ValueBytes(query, length), bytes.data() + bytes.size()) << round;
-        }
+        ExpectAnswersInside(bytes, bytes.size(), round);
     }
 }
 
@@ -270,42 +247,37 @@ class VersionContract : public PlatformContract {
     }
 };
 
-// The builder's block read through the backend gives what the reader gives: on Win32 that is
-// the system's VerQueryValueW judging both the builder and the reader.
-TEST_P(VersionContract, QueriesOfABuiltBlockMatchTheReader) {
-    const std::string block = BuildVersionBlock(ProbeContents());
+// The builder's block and a block that a resource compiler made read the same through the
+// backend and the reader (on Win32 that is the system's VerQueryValueW judging the builder and
+// the reader), and both blocks say the same of the same contents.
+TEST_P(VersionContract, BuiltAndCompiledBlocksReadAlike) {
+    const std::string built = BuildVersionBlock(ProbeContents());
     for (const std::u16string& query : Queries()) {
-        EXPECT_EQ(AskBackend(block.data(), query), AskReader(block, query))
-            << std::string(query.begin(), query.end());
+        EXPECT_EQ(AskBackend(built.data(), query), AskReader(built, query)) << Narrow(query);
     }
-}
+    EXPECT_EQ(machine().version().GetSize(InFolder(u"missing.dll").c_str()), 0u);
+    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
 
-// A block that a resource compiler made reads the same through the backend and the reader, and
-// says what the builder says of the same contents.
-TEST_P(VersionContract, CompiledResourceMatchesTheBuilder) {
     const std::u16string path = ProbeFile();
     if (path.empty()) GTEST_SKIP() << "this build has no probe DLL";
     const std::uint32_t size = machine().version().GetSize(path.c_str());
     ASSERT_GT(size, 0u);
-    std::vector<char> storage(size);
-    ASSERT_TRUE(machine().version().Get(path.c_str(), size, storage.data()));
-    const std::string block(storage.data(), storage.size());
-    const std::string built = BuildVersionBlock(ProbeContents());
-
+    std::string block(size, '\0');
+    ASSERT_TRUE(machine().version().Get(path.c_str(), size, block.data()));
     for (const std::u16string& query : Queries()) {
-        const std::string name(query.begin(), query.end());
-        const Answer fromBackend = AskBackend(storage.data(), query);
-        EXPECT_EQ(fromBackend, AskReader(block, query)) << name;
-        Answer expected = AskReader(built, query);
+        SCOPED_TRACE(Narrow(query));
+        const Answer fromBackend = AskBackend(block.data(), query);
+        EXPECT_EQ(fromBackend, AskReader(block, query));
+        const Answer expected = AskReader(built, query);
         if (query == u"\\" || query.empty()) {
             // The compiler leaves the date and flags alone; the versions and type must agree.
             ASSERT_TRUE(fromBackend.found);
             EXPECT_EQ(fromBackend.length, expected.length);
             EXPECT_EQ(fromBackend.bytes.substr(0, 24), expected.bytes.substr(0, 24));
             EXPECT_EQ(Dword(fromBackend.bytes, 36), Dword(expected.bytes, 36));
-            continue;
+        } else {
+            EXPECT_EQ(fromBackend, expected);
         }
-        EXPECT_EQ(fromBackend, expected) << name;
     }
 }
 
