@@ -49,9 +49,9 @@ WindowHandle MemoryWindows::Search(std::uintptr_t parent, WindowHandle after,
             passed = w.id == afterId;
             continue;
         }
-        // Class names are atoms and compare without regard to case; titles compare exactly.
+        // Class names and titles both compare without regard to case, as FindWindowW does.
         if (className != nullptr && !EqualNoCase(w.className, WideView(className))) continue;
-        if (title != nullptr && w.title != WideView(title)) continue;
+        if (title != nullptr && !EqualNoCase(w.title, WideView(title))) continue;
         return reinterpret_cast<WindowHandle>(w.id);
     }
     return nullptr;

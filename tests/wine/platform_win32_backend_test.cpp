@@ -15,41 +15,41 @@ Machine& Real() {
     return win32::Win32Machine();
 }
 
-TEST(Win32Processes, StartedProcessRunsUntilTerminated) {
+ShellExecuteInfo Hidden(const char16_t* file, const char16_t* parameters = nullptr) {
     ShellExecuteInfo info;
     info.cbSize = sizeof(info);
-    info.lpVerb = u"open";
-    info.lpFile = u"ping.exe";
-    info.lpParameters = u"-n 60 127.0.0.1";
+    info.lpFile = file;
+    info.lpParameters = parameters;
     info.nShow = kSwHide;
-    std::uint32_t processId = 0;
-    ASSERT_EQ(Real().processes().Start(info, &processId), kErrorSuccess);
-    ASSERT_NE(processId, 0u);
-    EXPECT_TRUE(Real().processes().IsRunning(processId));
+    return info;
+}
 
-    EXPECT_EQ(Real().processes().Terminate(processId), kErrorSuccess);
+TEST(Win32Processes, StartedProcessRunsUntilTerminatedAndFailuresGiveWin32Codes) {
+    Processes& processes = Real().processes();
+    ShellExecuteInfo ping = Hidden(u"ping.exe", u"-n 60 127.0.0.1");
+    ping.lpVerb = u"open";
+    std::uint32_t processId = 0;
+    ASSERT_EQ(processes.Start(ping, &processId), kErrorSuccess);
+    ASSERT_NE(processId, 0u);
+    EXPECT_TRUE(processes.IsRunning(processId));
+    EXPECT_EQ(processes.Terminate(processId), kErrorSuccess);
     bool ended = false;
     for (int i = 0; i < 100 && !ended; ++i) {
-        ended = !Real().processes().IsRunning(processId);
+        ended = !processes.IsRunning(processId);
         if (!ended) ::Sleep(50);
     }
     EXPECT_TRUE(ended);
-}
 
-TEST(Win32Processes, FailuresGiveWin32Codes) {
-    ShellExecuteInfo info;
-    info.cbSize = sizeof(info);
-    info.lpFile = u"C:\\windows\\no such program.exe";
-    info.nShow = kSwHide;
+    ShellExecuteInfo missing = Hidden(u"C:\\windows\\no such program.exe");
     // Without it the shell tells the user about the missing file in a message box and waits.
-    info.fMask = SEE_MASK_FLAG_NO_UI;
-    std::uint32_t processId = 77;
-    EXPECT_EQ(Real().processes().Start(info, &processId), kErrorFileNotFound);
+    missing.fMask = SEE_MASK_FLAG_NO_UI;
+    processId = 77;
+    EXPECT_EQ(processes.Start(missing, &processId), kErrorFileNotFound);
     EXPECT_EQ(processId, 77u);
     // Process ids are multiples of four; this one can't be in use.
-    EXPECT_EQ(Real().processes().Terminate(0xFFFFFFF1u), kErrorInvalidParameter);
-    EXPECT_FALSE(Real().processes().IsRunning(0xFFFFFFF1u));
-    EXPECT_TRUE(Real().processes().IsRunning(::GetCurrentProcessId()));
+    EXPECT_EQ(processes.Terminate(0xFFFFFFF1u), kErrorInvalidParameter);
+    EXPECT_FALSE(processes.IsRunning(0xFFFFFFF1u));
+    EXPECT_TRUE(processes.IsRunning(::GetCurrentProcessId()));
 }
 
 TEST(Win32Processes, SystemVersionAndTokenAreReadable) {
@@ -81,64 +81,52 @@ LRESULT CALLBACK ProbeWindowProc(HWND window, UINT message, WPARAM wParam, LPARA
     return ::DefWindowProcW(window, message, wParam, lParam);
 }
 
-class Win32WindowsTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        WNDCLASSW windowClass = {};
-        windowClass.lpfnWndProc = ProbeWindowProc;
-        windowClass.hInstance = ::GetModuleHandleW(nullptr);
-        windowClass.lpszClassName = L"VistrelPlatformProbe";
-        ::RegisterClassW(&windowClass);
-        top_ =
-            ::CreateWindowExW(0, L"VistrelPlatformProbe", L"Probe Title", WS_OVERLAPPEDWINDOW, 10,
-                              10, 200, 100, nullptr, nullptr, windowClass.hInstance, nullptr);
-        ASSERT_NE(top_, nullptr);
-        child_ = ::CreateWindowExW(0, L"VistrelPlatformProbe", L"Child", WS_CHILD, 0, 0, 10, 10,
-                                   top_, nullptr, windowClass.hInstance, nullptr);
-        ASSERT_NE(child_, nullptr);
-    }
-    void TearDown() override {
-        if (top_ != nullptr) ::DestroyWindow(top_);
-    }
-    static WindowHandle Handle(HWND window) { return reinterpret_cast<WindowHandle>(window); }
+WindowHandle Handle(HWND window) {
+    return reinterpret_cast<WindowHandle>(window);
+}
 
-    HWND top_ = nullptr;
-    HWND child_ = nullptr;
-};
+TEST(Win32Windows, FindsWindowsAndFollowsTheirShowCommand) {
+    WNDCLASSW windowClass = {};
+    windowClass.lpfnWndProc = ProbeWindowProc;
+    windowClass.hInstance = ::GetModuleHandleW(nullptr);
+    windowClass.lpszClassName = L"VistrelPlatformProbe";
+    ::RegisterClassW(&windowClass);
+    HWND top =
+        ::CreateWindowExW(0, L"VistrelPlatformProbe", L"Probe Title", WS_OVERLAPPEDWINDOW, 10, 10,
+                          200, 100, nullptr, nullptr, windowClass.hInstance, nullptr);
+    ASSERT_NE(top, nullptr);
+    HWND child = ::CreateWindowExW(0, L"VistrelPlatformProbe", L"Child", WS_CHILD, 0, 0, 10, 10,
+                                   top, nullptr, windowClass.hInstance, nullptr);
+    ASSERT_NE(child, nullptr);
 
-TEST_F(Win32WindowsTest, FindsWindowsByClassAndTitle) {
     Windows& windows = Real().windows();
-    EXPECT_EQ(windows.Find(u"VistrelPlatformProbe", u"Probe Title"), Handle(top_));
-    EXPECT_EQ(windows.Find(u"VistrelPlatformProbe", nullptr), Handle(top_));
+    EXPECT_EQ(windows.Find(u"vistrelPlatformProbe", u"Probe Title"), Handle(top));
+    EXPECT_EQ(windows.Find(u"VistrelPlatformProbe", u"probe title"), Handle(top));
+    EXPECT_EQ(windows.Find(u"VistrelPlatformProbe", nullptr), Handle(top));
     EXPECT_EQ(windows.Find(u"VistrelPlatformProbe", u"Probe"), nullptr);
-    EXPECT_EQ(windows.FindChild(Handle(top_), nullptr, u"VistrelPlatformProbe", nullptr),
-              Handle(child_));
-    EXPECT_EQ(windows.FindChild(Handle(top_), Handle(child_), u"VistrelPlatformProbe", nullptr),
+    EXPECT_EQ(windows.FindChild(Handle(top), nullptr, u"VistrelPlatformProbe", nullptr),
+              Handle(child));
+    EXPECT_EQ(windows.FindChild(Handle(top), Handle(child), u"VistrelPlatformProbe", nullptr),
               nullptr);
-    EXPECT_TRUE(windows.IsWindow(Handle(child_)));
-    EXPECT_EQ(windows.GetProcessId(Handle(top_)), ::GetCurrentProcessId());
-    EXPECT_EQ(windows.Send(Handle(top_), kSumMessage, 40, 2), 42);
+    EXPECT_TRUE(windows.IsWindow(Handle(child)));
+    EXPECT_EQ(windows.GetProcessId(Handle(top)), ::GetCurrentProcessId());
+    EXPECT_EQ(windows.Send(Handle(top), kSumMessage, 40, 2), 42);
 
-    ::DestroyWindow(top_);
-    top_ = nullptr;
-    EXPECT_FALSE(windows.IsWindow(Handle(child_)));
-    EXPECT_EQ(windows.GetProcessId(Handle(child_)), 0u);
     std::uint32_t show = 0;
-    EXPECT_FALSE(windows.GetShowCommand(Handle(child_), &show));
-}
-
-TEST_F(Win32WindowsTest, ShowCommandFollowsShow) {
-    Windows& windows = Real().windows();
-    windows.Show(Handle(top_), kSwShowMinimized);
-    std::uint32_t show = 0;
-    ASSERT_TRUE(windows.GetShowCommand(Handle(top_), &show));
+    windows.Show(Handle(top), kSwShowMinimized);
+    ASSERT_TRUE(windows.GetShowCommand(Handle(top), &show));
     EXPECT_EQ(show, static_cast<std::uint32_t>(SW_SHOWMINIMIZED));
-    windows.Show(Handle(top_), kSwRestore);
-    ASSERT_TRUE(windows.GetShowCommand(Handle(top_), &show));
+    windows.Show(Handle(top), kSwRestore);
+    ASSERT_TRUE(windows.GetShowCommand(Handle(top), &show));
     EXPECT_EQ(show, static_cast<std::uint32_t>(SW_SHOWNORMAL));
+
+    ::DestroyWindow(top);
+    EXPECT_FALSE(windows.IsWindow(Handle(child)));
+    EXPECT_EQ(windows.GetProcessId(Handle(child)), 0u);
+    EXPECT_FALSE(windows.GetShowCommand(Handle(child), &show));
 }
 
-TEST(Win32Resources, StringsOfTheProgramAreFoundWhole) {
+TEST(Win32Resources, StringsOfTheProgramAreFoundWholeAndMissingOnesGiveNothing) {
     std::u16string text;
     EXPECT_EQ(Real().resources().LoadText(64001, &text), 10);
     EXPECT_EQ(text, u"Probe text");
@@ -148,10 +136,6 @@ TEST(Win32Resources, StringsOfTheProgramAreFoundWhole) {
     expected.pop_back();
     EXPECT_EQ(Real().resources().LoadText(64002, &text), static_cast<int>(expected.size()));
     EXPECT_EQ(text, expected);
-}
-
-TEST(Win32Resources, MissingStringGivesNothing) {
-    std::u16string text = u"old";
     EXPECT_EQ(Real().resources().LoadText(65001, &text), 0);
     EXPECT_EQ(text, u"");
 }
