@@ -47,9 +47,6 @@ TEST(MemoryFiles, VolumesCurrentFolderAndInjectedFaults) {
     EXPECT_TRUE(machine.HasFile(u"\\\\server\\share\\tools\\T.EXE"));
     EXPECT_FALSE(machine.HasFile(u"C:\\Windows"));
     EXPECT_EQ(Find(machine, u"\\\\SERVER\\share\\*"), Names{u"Tools"});
-    const int before = machine.FindFirstCount();
-    Find(machine, u"x");
-    EXPECT_EQ(machine.FindFirstCount(), before + 1);
 
     FindData data;
     FindHandle h = files.FindFirst(u"win.ini", &data);
@@ -63,35 +60,23 @@ TEST(MemoryFiles, VolumesCurrentFolderAndInjectedFaults) {
     EXPECT_TRUE(machine.HasFile(u"C:\\windows\\WIN.INI"));
 }
 
-TEST(MemoryShell, SpecialFoldersLinksAndCom) {
+// Links, their faults and special folder faults show through the tools that read them.
+TEST(MemoryShell, SpecialFoldersAndComPerThread) {
     MemoryMachine machine;
     Shell& shell = machine.shell();
     EXPECT_EQ(shell.GetSpecialFolder(kCsidlStartup).locationResult,
               HResultFromWin32(kErrorFileNotFound));
     machine.SetSpecialFolder(kCsidlWindows, u"C:\\Windows\\");
-    SpecialFolder folder = shell.GetSpecialFolder(kCsidlWindows);
+    const SpecialFolder folder = shell.GetSpecialFolder(kCsidlWindows);
     EXPECT_EQ(folder.locationResult, kSOk);
     EXPECT_TRUE(folder.pathFound);
     EXPECT_EQ(folder.path, u"C:\\Windows");
-    machine.FailSpecialFolderPath(kCsidlSystem);
-    folder = shell.GetSpecialFolder(kCsidlSystem);
-    EXPECT_EQ(folder.locationResult, kSOk);
-    EXPECT_FALSE(folder.pathFound);
 
     EXPECT_EQ(shell.ComInitialize(), kSOk);
     EXPECT_EQ(shell.ComInitialize(), kSFalse);
     HResult other = 99;
     std::thread([&] { other = shell.ComInitialize(); }).join();
     EXPECT_EQ(other, kSOk);
-
-    machine.AddLink(u"C:\\a.lnk", u"%windir%\\a.exe");
-    std::u16string target;
-    EXPECT_EQ(shell.ReadLink(u"C:\\a.lnk", &target), LinkStep::kNone);
-    EXPECT_EQ(target, u"%windir%\\a.exe");
-    machine.AddBrokenLink(u"C:\\a.lnk", LinkStep::kResolve);
-    target = u"kept";
-    EXPECT_EQ(shell.ReadLink(u"C:\\a.lnk", &target), LinkStep::kResolve);
-    EXPECT_EQ(target, u"kept");
 }
 
 TEST(MemoryProcesses, IdsTerminationsAndSystemFacts) {
@@ -182,8 +167,6 @@ TEST(MemoryTrace, MessagesLoseTheirStampAndThreadButLinesKeepThem) {
               (std::vector<std::string>{"12:00:00.000 [260] [vistrel] a [b] c", "no prefix"}));
     EXPECT_EQ(machine.TraceMessages(),
               (std::vector<std::string>{"[vistrel] a [b] c", "no prefix"}));
-    machine.ClearTrace();
-    EXPECT_TRUE(machine.TraceLines().empty());
 }
 
 TEST(MemoryResources, StringsByIdAndLastErrorPerThread) {
@@ -206,9 +189,7 @@ TEST(MemoryResources, StringsByIdAndLastErrorPerThread) {
 TEST(MemoryVersion, BlocksAreHandedOutAsStored) {
     MemoryMachine machine;
     VersionInfo& version = machine.version();
-    testsupport::VersionBlockContents contents;
-    contents.fileVersion = {1, 2, 3, 4};
-    const std::string block = testsupport::BuildVersionBlock(contents);
+    const std::string block = testsupport::BuildVersionBlock({});
     machine.SetVersionBlock(u"C:\\App\\app.exe", block);
     machine.AddFile(u"C:\\App\\plain.exe");
 
@@ -216,9 +197,6 @@ TEST(MemoryVersion, BlocksAreHandedOutAsStored) {
     EXPECT_EQ(machine.LastError(), static_cast<std::uint32_t>(kErrorResourceTypeNotFound));
     const std::uint32_t size = version.GetSize(u"c:\\app\\APP.EXE");
     ASSERT_EQ(size, block.size());
-    std::vector<char> copy(size);
-    ASSERT_TRUE(version.Get(u"C:\\App\\app.exe", size, copy.data()));
-    EXPECT_EQ(std::string(copy.data(), size), block);
 
     // A copy cut short holds only the bytes asked for; the rest of it can't be read as a block.
     std::vector<char> cut(size, 0);
