@@ -18,26 +18,9 @@
 #include "include/vistrel/host.h"
 #include "platform/win32/windows_api.h"
 #include "tests/support/win32/build_paths.h"
+#include "tests/support/win32/hosted_page.h"
 
 namespace {
-
-int g_serviceCalls = 0;
-void HostService(std::uint32_t, std::int32_t* answer) {
-    ++g_serviceCalls;
-    *answer = 0;
-}
-
-void Pump(std::chrono::milliseconds duration) {
-    const auto end = std::chrono::steady_clock::now() + duration;
-    MSG msg;
-    while (std::chrono::steady_clock::now() < end) {
-        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-            TranslateMessage(&msg);
-            DispatchMessageW(&msg);
-        }
-        Sleep(10);
-    }
-}
 
 std::wstring TextAt(std::uint64_t address, std::size_t offset) {
     return reinterpret_cast<const wchar_t*>(static_cast<std::uintptr_t>(address) + offset);
@@ -49,7 +32,9 @@ class DllHostTest : public ::testing::Test {
         Load();
         installPath = testpaths::DistDir();
         context.install_path = reinterpret_cast<const char16_t*>(installPath.c_str());
-        context.host_callback = &HostService;
+        context.host_callback = &hostedpage::HostService;
+        hostedpage::g_hostAnswer = 0;  // refuse whatever the page might ask to do
+        hostedpage::g_hostAsked = 0;
     }
     void TearDown() override {
         if (parent) DestroyWindow(parent);
@@ -172,7 +157,7 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
 
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
     EXPECT_TRUE(IsWindowVisible(window));
-    Pump(std::chrono::milliseconds(300));
+    hostedpage::Pump(std::chrono::milliseconds(300));
     EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
     EXPECT_FALSE(IsWindowVisible(window));
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
@@ -180,7 +165,7 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
     EXPECT_EQ(GetWindow(parent, GW_CHILD), nullptr);
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);  // no window left: nothing happens
     EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
-    EXPECT_EQ(g_serviceCalls, 0);  // nothing was acted on
+    EXPECT_EQ(hostedpage::g_hostAsked, 0);  // nothing was acted on
 }
 
 TEST_F(DllHostTest, LanguageFileAndTraceComeFromTheHostsFolders) {
@@ -202,11 +187,11 @@ TEST_F(DllHostTest, LanguageFileAndTraceComeFromTheHostsFolders) {
 
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
     std::string log;
-    for (int i = 0; i < 100 && log.find("FillItemsProc: <=") == std::string::npos; ++i) {
-        Pump(std::chrono::milliseconds(50));
+    hostedpage::PumpUntil([&] {
         std::ifstream in(ownDir / "vistrel.log", std::ios::binary);
         log.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
+        return log.find("FillItemsProc: <=") != std::string::npos;
+    });
     EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
     EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
