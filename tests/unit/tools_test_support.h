@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/module_objects.h"
@@ -16,6 +17,8 @@
 
 class ToolsTest : public testing::Test {
   protected:
+    using Counts = std::pair<std::uint32_t, std::uint32_t>;
+
     ToolsTest() : scoped_(machine_), previousTraceMode_(g_trace.Mode()) {
         g_trace.SetMode(1);
         g_trace.SetOutputFile(u"vistrel.log");
@@ -33,6 +36,17 @@ class ToolsTest : public testing::Test {
     bool Logged(const std::string& line) const {
         const std::vector<std::string> lines = machine_.TraceMessages();
         return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
+    // Requests the factory answered so far: proper helpers, direct helpers.
+    static Counts Calls() {
+        return {CElevatedHelperFactory::ProperHelperRequests(),
+                CElevatedHelperFactory::DirectHelperRequests()};
+    }
+    // The folders of a system installed in C:\WINDOWS.
+    void InstallWindowsFolders() {
+        machine_.SetSpecialFolder(platform::kCsidlWindows, u"C:\\WINDOWS");
+        machine_.SetSpecialFolder(platform::kCsidlSystem, u"C:\\WINDOWS\\system32");
+        machine_.SetEnv(u"WINDIR", u"C:\\WINDOWS");
     }
 
     platform::memory::MemoryMachine machine_;
