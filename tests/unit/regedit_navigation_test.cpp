@@ -24,33 +24,38 @@ class GoToKeyTest : public ToolsTest {
                                   u"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit",
                                   u"LastKey");
     }
-    platform::WindowHandle AddEditor(std::uint32_t processId) {
+    platform::WindowHandle AddEditor(std::uint32_t processId,
+                                     const char16_t* title = u"Registry Editor") {
         machine_.AddProcess(processId, u"regedit.exe");
-        return machine_.AddWindow(u"RegEdit_RegEdit", u"Registry Editor", processId);
+        return machine_.AddWindow(u"RegEdit_RegEdit", title, processId);
     }
-    void ExpectOneEditorStarted() {
-        ASSERT_EQ(machine_.Started().size(), 1u);
-        const platform::memory::StartedProcess& started = machine_.Started()[0];
-        EXPECT_EQ(started.file, u"regedit.exe");
-        EXPECT_EQ(started.parameters, u"");
-        EXPECT_EQ(started.mask, 64u);
-        EXPECT_EQ(started.show, 10);
+    // Every start so far was of the editor, as the restart starts it.
+    void ExpectEditorsStarted(std::size_t count) {
+        ASSERT_EQ(machine_.Started().size(), count);
+        for (const platform::memory::StartedProcess& started : machine_.Started()) {
+            EXPECT_EQ(started.file, u"regedit.exe");
+            EXPECT_EQ(started.parameters, u"");
+            EXPECT_EQ(started.mask, 64u);
+            EXPECT_EQ(started.show, 10);
+        }
     }
-    static std::pair<std::uint32_t, std::uint32_t> Calls() {
-        return {CElevatedHelperFactory::ProperHelperRequests(),
-                CElevatedHelperFactory::DirectHelperRequests()};
-    }
-    using Counts = std::pair<std::uint32_t, std::uint32_t>;
 };
 
 TEST_F(GoToKeyTest, WithoutEditorTheDirectHelperWritesLastKeyAndStartsIt) {
     EXPECT_TRUE(GoToKey(platform::kHkeyLocalMachine, u"Software\\Vendor\\Run", u"Value"));
     EXPECT_EQ(LastKey(), u"Computer\\HKEY_LOCAL_MACHINE\\Software\\Vendor\\Run");
-    ExpectOneEditorStarted();
-    EXPECT_TRUE(machine_.Terminated().empty());
+    ExpectEditorsStarted(1);
     EXPECT_EQ(Calls(), Counts(0, 1));
     EXPECT_TRUE(Logged("Vistrel_GoToKey: sendKeys = 0"));
     EXPECT_TRUE(Logged("Vistrel_GoToKey: <="));
+
+    // An editor under a translated title counts as not running; an unknown root has no name.
+    AddEditor(77, u"Registrierungs-Editor");
+    EXPECT_TRUE(GoToKey(platform::PredefinedKey(0x80000077u), u"key", nullptr));
+    EXPECT_EQ(LastKey(), u"Computer\\\\key");
+    ExpectEditorsStarted(2);
+    EXPECT_TRUE(machine_.Terminated().empty());
+    EXPECT_EQ(Calls(), Counts(0, 1));
 }
 
 TEST_F(GoToKeyTest, RunningEditorIsEndedByTheElevatedHelperAndStartedAgain) {
@@ -58,26 +63,16 @@ TEST_F(GoToKeyTest, RunningEditorIsEndedByTheElevatedHelperAndStartedAgain) {
     EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"Software\\A", nullptr));
     EXPECT_EQ(machine_.Terminated(), std::vector<std::uint32_t>{4321});
     EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\Software\\A");
-    ExpectOneEditorStarted();
+    ExpectEditorsStarted(1);
     EXPECT_EQ(Calls(), Counts(1, 0));
     EXPECT_TRUE(Logged("Vistrel_GoToKey: regedit found"));
-}
 
-TEST_F(GoToKeyTest, FailedKillStillWritesLastKeyAndStartsASecondEditor) {
-    AddEditor(4400);
-    machine_.FailTerminate(4400, platform::kErrorAccessDenied);
+    // A failed kill is logged, and LastKey written and a second editor started all the same.
+    machine_.FailTerminate(4321, platform::kErrorAccessDenied);
     EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"Software\\B", nullptr));
-    EXPECT_TRUE(Logged("Vistrel_GoToKey: Could not kill regedit process 4400"));
+    EXPECT_TRUE(Logged("Vistrel_GoToKey: Could not kill regedit process 4321"));
     EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\Software\\B");
-    ExpectOneEditorStarted();
-}
-
-TEST_F(GoToKeyTest, TranslatedTitleCountsAsNotRunningAndUnknownRootIsEmpty) {
-    machine_.AddProcess(77, u"regedit.exe");
-    machine_.AddWindow(u"RegEdit_RegEdit", u"Registrierungs-Editor", 77);
-    EXPECT_TRUE(GoToKey(platform::PredefinedKey(0x80000077u), u"key", nullptr));
-    EXPECT_TRUE(machine_.Terminated().empty());
-    EXPECT_EQ(LastKey(), u"Computer\\\\key");
+    ExpectEditorsStarted(2);
 }
 
 TEST_F(GoToKeyTest, FailingStartOrMissingHelperGivesFalse) {
@@ -95,7 +90,8 @@ TEST_F(GoToKeyTest, FailingStartOrMissingHelperGivesFalse) {
     EXPECT_EQ(LastKey(), u"Computer\\HKEY_CURRENT_USER\\K");
 }
 
-TEST_F(GoToKeyTest, OnlyOldSystemsTypeTheKey) {
+TEST_F(GoToKeyTest, OnlyOldSystemsTypeTheKeyAndAnEditorWithoutTreeIsRestartedInstead) {
+    AddEditor(55);
     const struct {
         bool readable;
         std::uint32_t major, minor;
@@ -103,24 +99,18 @@ TEST_F(GoToKeyTest, OnlyOldSystemsTypeTheKey) {
     } cases[] = {
         {true, 4, 0, 1}, {true, 4, 10, 1}, {true, 4, 90, 0}, {true, 5, 0, 0}, {false, 0, 0, 1}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.major) + "." + std::to_string(c.minor));
         if (c.readable)
             machine_.SetOsVersion(c.major, c.minor);
         else
             machine_.FailOsVersion();
         machine_.ClearTrace();
-        GoToKey(kHkeyCurrentUser, u"K", nullptr);
-        EXPECT_TRUE(Logged("Vistrel_GoToKey: sendKeys = " + std::to_string(c.sendKeys)))
-            << c.major << "." << c.minor;
+        EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"K", nullptr));
+        EXPECT_TRUE(Logged("Vistrel_GoToKey: sendKeys = " + std::to_string(c.sendKeys)));
+        EXPECT_EQ(Logged("[vistrel] GoToKey_Regedit_: send keys"), c.sendKeys == 1);
     }
-}
-
-TEST_F(GoToKeyTest, OldSystemEditorWithoutTreeFallsThroughToTheRestart) {
-    machine_.SetOsVersion(4, 0);
-    AddEditor(55);
-    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"K", nullptr));
-    EXPECT_TRUE(Logged("[vistrel] GoToKey_Regedit_: send keys"));
     EXPECT_EQ(machine_.Terminated(), std::vector<std::uint32_t>{55});
-    ExpectOneEditorStarted();
+    ExpectEditorsStarted(5);
 }
 
 std::string Handle(platform::WindowHandle window) {
@@ -151,8 +141,9 @@ class TypedKeys : public GoToKeyTest {
         return "Send " + Handle(w) + " " + std::to_string(message) + " " + std::to_string(wParam) +
                " 0";
     }
-    // Opening, collapsing, then the characters of path from its first backslash on.
-    std::vector<std::string> Typing(int show, std::u16string_view path) const {
+    // Opening, collapsing, the characters of path from its first backslash on, then the rest.
+    std::vector<std::string> Typing(int show, std::u16string_view path,
+                                    std::vector<std::string> rest) const {
         std::vector<std::string> calls = {"Show " + Handle(editor_) + " " + std::to_string(show),
                                           "SetForeground " + Handle(editor_),
                                           "SetForeground " + Handle(tree_),
@@ -167,6 +158,7 @@ class TypedKeys : public GoToKeyTest {
                 calls.push_back(Send(tree_, 258, c));
             }
         }
+        calls.insert(calls.end(), rest.begin(), rest.end());
         return calls;
     }
 
@@ -175,13 +167,11 @@ class TypedKeys : public GoToKeyTest {
 
 TEST_F(TypedKeys, KeyIsTypedInUpperCaseAndTheValueSelected) {
     EXPECT_TRUE(GoToKey(kHkeyCurrentUser, u"Ab", u"v1"));
-    std::vector<std::string> expected = Typing(5, u"\\HKEY_CURRENT_USER\\AB");
-    for (const std::string& call :
-         {"SetForeground " + Handle(list_), "SetFocus " + Handle(list_), std::string("Sleep 700"),
-          Send(list_, 256, 36), Send(list_, 258, u'V'), Send(list_, 258, u'1'),
-          "SetForeground " + Handle(editor_), "SetFocus " + Handle(editor_)})
-        expected.push_back(call);
-    EXPECT_EQ(DrivingCalls(), expected);
+    EXPECT_EQ(DrivingCalls(),
+              Typing(5, u"\\HKEY_CURRENT_USER\\AB",
+                     {"SetForeground " + Handle(list_), "SetFocus " + Handle(list_), "Sleep 700",
+                      Send(list_, 256, 36), Send(list_, 258, u'V'), Send(list_, 258, u'1'),
+                      "SetForeground " + Handle(editor_), "SetFocus " + Handle(editor_)}));
     EXPECT_TRUE(machine_.Started().empty());
     EXPECT_FALSE(LastKey().has_value());
 }
@@ -189,13 +179,11 @@ TEST_F(TypedKeys, KeyIsTypedInUpperCaseAndTheValueSelected) {
 TEST_F(TypedKeys, MinimisedEditorIsRestoredAndAKeyWithoutValueIsOpened) {
     machine_.SetShowCommand(editor_, 2);
     EXPECT_TRUE(GoToKey_Regedit(editor_, u"Computer\\x", nullptr));
-    std::vector<std::string> expected = Typing(9, u"\\X");
-    for (const std::string& call :
-         {Send(tree_, 256, 39), "SetForeground " + Handle(editor_), "SetFocus " + Handle(editor_)})
-        expected.push_back(call);
+    const std::vector<std::string> expected = Typing(
+        9, u"\\X",
+        {Send(tree_, 256, 39), "SetForeground " + Handle(editor_), "SetFocus " + Handle(editor_)});
     EXPECT_EQ(DrivingCalls(), expected);
-
-    machine_.ClearTrace();
+    // Nothing behind the first backslash: nothing is typed.
     EXPECT_FALSE(GoToKey_Regedit(editor_, u"Computer\\", nullptr));
     EXPECT_FALSE(GoToKey_Regedit(editor_, u"Computer", nullptr));
     EXPECT_EQ(DrivingCalls(), expected);
