@@ -3,13 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "libs/talutils/text_utils.h"
 #include "tests/support/version_block_builder.h"
 #include "tests/unit/tools_test_support.h"
 
 namespace {
 
-using testsupport::BuildVersionBlock;
 using testsupport::VersionBlockContents;
 
 struct Line {
@@ -38,12 +39,25 @@ Line L(std::int32_t labelId, std::u16string value, std::int32_t index = 7) {
     return {index, labelId, std::move(value), false, 0};
 }
 
+// The lines of a file found with a version block: versions, publisher, description.
+std::vector<Line> Versioned(std::u16string object, std::u16string file, std::u16string path,
+                            std::array<std::u16string, 4> info) {
+    return {L(kDetailsTextObject, object),
+            L(kDetailsTextFile, file),
+            L(kDetailsTextPath, path),
+            L(kDetailsTextFileVersion, info[0]),
+            L(kDetailsTextProductVersion, info[1]),
+            L(kDetailsTextPublisher, info[2]),
+            L(kDetailsTextDescription, info[3])};
+}
+
 class FileDetails : public ToolsTest {
   protected:
-    FileDetails() {
-        machine_.SetSpecialFolder(platform::kCsidlWindows, u"C:\\WINDOWS");
-        machine_.SetSpecialFolder(platform::kCsidlSystem, u"C:\\WINDOWS\\system32");
-        machine_.SetEnv(u"WINDIR", u"C:\\WINDOWS");
+    FileDetails() { InstallWindowsFolders(); }
+
+    void AddFile(const char16_t* path, const VersionBlockContents& contents) {
+        machine_.AddFile(path);
+        machine_.SetVersionBlock(path, testsupport::BuildVersionBlock(contents));
     }
 
     std::int32_t Details(const char16_t* text, bool mayBeWrong = false) {
@@ -55,106 +69,85 @@ class FileDetails : public ToolsTest {
 };
 
 TEST_F(FileDetails, RunValueWithQuotesShowsFileAndVersion) {
-    VersionBlockContents spec;
-    spec.fileVersion = {1, 2, 30, 400};
-    spec.productVersion = {5, 0, 0, 65535};
-    spec.translations = {{0x0409, 0x04B0}};
-    spec.tables = {
+    VersionBlockContents block;
+    block.fileVersion = {1, 2, 30, 400};
+    block.productVersion = {5, 0, 0, 65535};
+    block.translations = {{0x0409, 0x04B0}};
+    block.tables = {
         {0x0409, 0x04B0, {{u"CompanyName", u"Maker Ltd"}, {u"FileDescription", u"Y tool"}}}};
-    machine_.AddFile(u"C:\\Program Files\\x\\y.exe");
-    machine_.SetVersionBlock(u"C:\\Program Files\\x\\y.exe", BuildVersionBlock(spec));
+    AddFile(u"C:\\Program Files\\x\\y.exe", block);
 
     EXPECT_EQ(Details(u"\"C:\\Program Files\\x\\y.exe\" /min"), 6);
-    EXPECT_EQ(lines_, (std::vector<Line>{
-                          L(kDetailsTextObject, u"\"C:\\Program Files\\x\\y.exe\" /min"),
-                          L(kDetailsTextFile, u"y.exe"),
-                          L(kDetailsTextPath, u"C:\\Program Files\\x\\y.exe"),
-                          L(kDetailsTextFileVersion, u"1.2.30.400"),
-                          L(kDetailsTextProductVersion, u"5.0.0.65535"),
-                          L(kDetailsTextPublisher, u"Maker Ltd"),
-                          L(kDetailsTextDescription, u"Y tool"),
-                      }));
+    EXPECT_EQ(lines_, Versioned(u"\"C:\\Program Files\\x\\y.exe\" /min", u"y.exe",
+                                u"C:\\Program Files\\x\\y.exe",
+                                {u"1.2.30.400", u"5.0.0.65535", u"Maker Ltd", u"Y tool"}));
 }
 
-TEST_F(FileDetails, FileWithoutVersionBlockEndsWithTheNoInfoLine) {
+TEST_F(FileDetails, WithoutVersionBlockTheNoInfoLineEndsTheDetails) {
+    const char16_t* svchost = u"C:\\WINDOWS\\system32\\svchost.exe";
     machine_.AddFile(u"C:\\tools\\plain.exe");
-    EXPECT_EQ(Details(u"C:\\tools\\plain.exe -x"), 0);
-    EXPECT_EQ(lines_, (std::vector<Line>{L(kDetailsTextObject, u"C:\\tools\\plain.exe -x"),
-                                         L(kDetailsTextFile, u"plain.exe"),
-                                         L(kDetailsTextPath, u"C:\\tools\\plain.exe"),
-                                         L(kDetailsTextNoFileInfo, u"C:\\tools\\plain.exe")}));
-}
-
-TEST_F(FileDetails, UnresolvedCommandShowsTheLastCandidateAndNeverTheDoubt) {
-    EXPECT_EQ(Details(u"gone.exe -q", true), 0);
-    EXPECT_EQ(lines_,
-              (std::vector<Line>{
-                  L(kDetailsTextObject, u"gone.exe -q"), L(kDetailsTextFile, u"gone.exe -q"),
-                  L(kDetailsTextPath, u"gone.exe -q"), L(kDetailsTextNoFileInfo, u"gone.exe -q")}));
-}
-
-TEST_F(FileDetails, BareProcessNameFoundInTheSystemFolderIsMarkedAsDoubtful) {
-    machine_.AddFile(u"C:\\WINDOWS\\system32\\svchost.exe");
-    Details(u"svchost.exe", true);
-    ASSERT_EQ(lines_.size(), 5u);
-    EXPECT_EQ(lines_[2], (Line{7, kDetailsTextMaybeWrong, u"", true, kLineDropIfNoLabel}));
-    EXPECT_EQ(lines_[3], L(kDetailsTextPath, u"C:\\WINDOWS\\system32\\svchost.exe"));
-
-    Details(u"svchost.exe", false);
-    EXPECT_EQ(lines_.size(), 4u);
-    Details(u"C:\\WINDOWS\\system32\\svchost.exe", true);
-    EXPECT_EQ(lines_.size(), 4u);
+    machine_.AddFile(svchost);
+    machine_.AddBrokenLink(u"C:\\Startup\\bad.lnk", platform::LinkStep::kLoad);
+    const struct {
+        const char16_t* text;
+        bool mayBeWrong;
+        const char16_t* file;
+        const char16_t* path;
+        bool doubtShown;
+    } cases[] = {
+        {u"C:\\tools\\plain.exe -x", true, u"plain.exe", u"C:\\tools\\plain.exe", false},
+        // Unresolved: the last candidate, and never the doubt although it is asked for.
+        {u"gone.exe -q", true, u"gone.exe -q", u"gone.exe -q", false},
+        // A broken link is described as itself.
+        {u"C:\\Startup\\bad.lnk", true, u"bad.lnk", u"C:\\Startup\\bad.lnk", false},
+        // Only a bare name found in a search folder is in doubt, and only when asked.
+        {u"svchost.exe", true, u"svchost.exe", svchost, true},
+        {u"svchost.exe", false, u"svchost.exe", svchost, false},
+        {svchost, true, u"svchost.exe", svchost, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(talutils::ToUtf8(c.text) + (c.mayBeWrong ? " (may be wrong)" : ""));
+        EXPECT_EQ(Details(c.text, c.mayBeWrong), 0);
+        std::vector<Line> expected{L(kDetailsTextObject, c.text), L(kDetailsTextFile, c.file),
+                                   L(kDetailsTextPath, c.path), L(kDetailsTextNoFileInfo, c.path)};
+        if (c.doubtShown)
+            expected.insert(expected.begin() + 2,
+                            Line{7, kDetailsTextMaybeWrong, u"", true, kLineDropIfNoLabel});
+        EXPECT_EQ(lines_, expected);
+    }
 }
 
 TEST_F(FileDetails, LinkIsFollowedToItsTargetWhileTheObjectStaysTheLink) {
-    VersionBlockContents spec;
-    spec.fileVersion = {2, 0, 0, 1};
-    spec.translations = {{0x0409, 0x04E4}};
-    spec.tables = {{0x0409, 0x04E4, {{u"CompanyName", u"Target Maker"}}}};
-    machine_.AddFile(u"C:\\apps\\target.exe");
-    machine_.SetVersionBlock(u"C:\\apps\\target.exe", BuildVersionBlock(spec));
+    VersionBlockContents block;
+    block.fileVersion = {2, 0, 0, 1};
+    block.translations = {{0x0409, 0x04E4}};
+    block.tables = {{0x0409, 0x04E4, {{u"CompanyName", u"Target Maker"}}}};
+    AddFile(u"C:\\apps\\target.exe", block);
     machine_.AddLink(u"C:\\Startup\\App.LNK", u"C:\\apps\\target.exe");
 
     EXPECT_EQ(Details(u"C:\\Startup\\App.LNK"), 6);
-    ASSERT_EQ(lines_.size(), 7u);
-    EXPECT_EQ(lines_[0], L(kDetailsTextObject, u"C:\\Startup\\App.LNK"));
-    EXPECT_EQ(lines_[1], L(kDetailsTextFile, u"target.exe"));
-    EXPECT_EQ(lines_[2], L(kDetailsTextPath, u"C:\\apps\\target.exe"));
-    EXPECT_EQ(lines_[3], L(kDetailsTextFileVersion, u"2.0.0.1"));
-    EXPECT_EQ(lines_[5], L(kDetailsTextPublisher, u"Target Maker"));
-    EXPECT_EQ(lines_[6], L(kDetailsTextDescription, u""));
-}
-
-TEST_F(FileDetails, BrokenLinkIsDescribedAsItself) {
-    machine_.AddBrokenLink(u"C:\\Startup\\bad.lnk", platform::LinkStep::kLoad);
-    EXPECT_EQ(Details(u"C:\\Startup\\bad.lnk"), 0);
-    ASSERT_EQ(lines_.size(), 4u);
-    EXPECT_EQ(lines_[1], L(kDetailsTextFile, u"bad.lnk"));
-    EXPECT_EQ(lines_[3], L(kDetailsTextNoFileInfo, u"C:\\Startup\\bad.lnk"));
+    EXPECT_EQ(lines_, Versioned(u"C:\\Startup\\App.LNK", u"target.exe", u"C:\\apps\\target.exe",
+                                {u"2.0.0.1", u"0.0.0.0", u"Target Maker", u""}));
 }
 
 TEST_F(FileDetails, BlockWithoutTranslationTableShowsNumbersAndEmptyTexts) {
-    VersionBlockContents spec;
-    spec.fileVersion = {3, 1, 4, 1};
-    spec.productVersion = {3, 1, 0, 0};
-    spec.withTranslations = false;
-    spec.tables = {{0x0409, 0x04B0, {{u"CompanyName", u"Unreachable"}}}};
-    machine_.AddFile(u"C:\\a.dll");
-    machine_.SetVersionBlock(u"C:\\a.dll", BuildVersionBlock(spec));
+    VersionBlockContents block;
+    block.fileVersion = {3, 1, 4, 1};
+    block.productVersion = {3, 1, 0, 0};
+    block.withTranslations = false;
+    block.tables = {{0x0409, 0x04B0, {{u"CompanyName", u"Unreachable"}}}};
+    AddFile(u"C:\\a.dll", block);
     machine_.ClearTrace();
     EXPECT_EQ(Details(u"C:\\a.dll"), 6);
-    ASSERT_EQ(lines_.size(), 7u);
-    EXPECT_EQ(lines_[3], L(kDetailsTextFileVersion, u"3.1.4.1"));
-    EXPECT_EQ(lines_[4], L(kDetailsTextProductVersion, u"3.1.0.0"));
-    EXPECT_EQ(lines_[5], L(kDetailsTextPublisher, u""));
-    EXPECT_EQ(lines_[6], L(kDetailsTextDescription, u""));
+    EXPECT_EQ(lines_,
+              Versioned(u"C:\\a.dll", u"a.dll", u"C:\\a.dll", {u"3.1.4.1", u"3.1.0.0", u"", u""}));
     EXPECT_TRUE(Logged("[vistrel] [error]: VerQueryValue_('\\VarFileInfo\\Translation')"));
 }
 
 TEST_F(FileDetails, RecordTakesTheStringsOfTheFirstTranslationPairOnly) {
-    VersionBlockContents spec;
-    spec.translations = {{0x0407, 0x04B0}, {0x0409, 0x04B0}};
-    spec.tables = {
+    VersionBlockContents block;
+    block.translations = {{0x0407, 0x04B0}, {0x0409, 0x04B0}};
+    block.tables = {
         {0x0407,
          0x04B0,
          {{u"CompanyName", u"Hersteller"},
@@ -164,8 +157,7 @@ TEST_F(FileDetails, RecordTakesTheStringsOfTheFirstTranslationPairOnly) {
           {u"SpecialBuild", u"s"},
           {u"ProductVersion", u"9.9"}}},
         {0x0409, 0x04B0, {{u"CompanyName", u"Maker"}, {u"FileDescription", u"Only English"}}}};
-    machine_.AddFile(u"C:\\b.dll");
-    machine_.SetVersionBlock(u"C:\\b.dll", BuildVersionBlock(spec));
+    AddFile(u"C:\\b.dll", block);
 
     FileVersionRecord record;
     ASSERT_TRUE(ReadVersionInfo(u"C:\\b.dll", record, machine_.version().GetSize(u"C:\\b.dll")));
