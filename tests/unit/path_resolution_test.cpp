@@ -14,9 +14,7 @@ using Folders = std::vector<std::u16string>;
 class PathResolution : public ToolsTest {
   protected:
     PathResolution() {
-        machine_.SetSpecialFolder(platform::kCsidlWindows, u"C:\\WINDOWS");
-        machine_.SetSpecialFolder(platform::kCsidlSystem, u"C:\\WINDOWS\\system32");
-        machine_.SetEnv(u"WINDIR", u"C:\\WINDOWS");
+        InstallWindowsFolders();
         machine_.SetEnv(u"PATH", u"C:\\Tools;C:\\Bin\\");
     }
 
@@ -45,15 +43,49 @@ TEST_F(PathResolution, QuotedPathIsTestedOnceAndAnUnquotedOneAtEachBlank) {
     EXPECT_EQ(Resolve(u"C:\\Program Files\\x\\y.exe", true), u"C:\\Program.exe");
 }
 
-TEST_F(PathResolution, PrefixesAndVariablesLeadToTheFile) {
-    machine_.AddFile(u"C:\\WINDOWS\\System32\\ntoskrnl.exe");
-    for (const char16_t* text :
-         {u"\\SystemRoot\\System32\\ntoskrnl.exe", u"systemroot\\System32\\ntoskrnl.exe",
-          u"\\??\\C:\\WINDOWS\\System32\\ntoskrnl.exe",
-          u"\\\\?\\C:\\WINDOWS\\System32\\ntoskrnl.exe",
-          u"file://C:\\WINDOWS\\System32\\ntoskrnl.exe", u"%windir%\\System32\\ntoskrnl.exe -x"})
-        EXPECT_EQ(Resolve(text, true), u"C:\\WINDOWS\\System32\\ntoskrnl.exe");
+TEST_F(PathResolution, StoredFormsLeadToTheFileOrLeaveTheLastCandidate) {
+    const char16_t* kernel = u"C:\\WINDOWS\\System32\\ntoskrnl.exe";
+    for (const char16_t* file :
+         {kernel, u"C:\\WINDOWS\\system32\\DRIVERS\\x.sys", u"C:\\WINDOWS\\notepad.exe",
+          u"C:\\WINDOWS\\system32\\notepad", u"C:\\Tools\\tool.exe", u"C:\\Tools\\tool",
+          u"C:\\WINDOWS\\system\\old.com", u"C:\\Tools\\old.exe", u"C:\\x\\y.bat", u"C:\\x\\y.com",
+          u"C:\\x\\a.exe.exe", u"\\\\server\\share\\app.exe"})
+        machine_.AddFile(file);
+    const struct {
+        const char16_t* text;
+        bool found;
+        const char16_t* out;
+    } cases[] = {
+        {u"\\SystemRoot\\System32\\ntoskrnl.exe", true, kernel},
+        {u"systemroot\\System32\\ntoskrnl.exe", true, kernel},
+        {u"\\??\\C:\\WINDOWS\\System32\\ntoskrnl.exe", true, kernel},
+        {u"\\\\?\\C:\\WINDOWS\\System32\\ntoskrnl.exe", true, kernel},
+        {u"file://C:\\WINDOWS\\System32\\ntoskrnl.exe", true, kernel},
+        {u"%windir%\\System32\\ntoskrnl.exe -x", true, kernel},
+        // Without a drive: folder by folder, the name as it stands before its suffixes within a
+        // folder, and the 16-bit folder before PATH.
+        {u"system32\\DRIVERS\\x.sys", true, u"C:\\WINDOWS\\system32\\DRIVERS\\x.sys"},
+        {u"notepad", true, u"C:\\WINDOWS\\notepad.exe"},
+        {u"tool", true, u"C:\\Tools\\tool"},
+        {u"old", true, u"C:\\WINDOWS\\system\\old.com"},
+        // Suffixes are tried in their order and always appended.
+        {u"C:\\x\\y", true, u"C:\\x\\y.com"},
+        {u"C:\\x\\a.exe", true, u"C:\\x\\a.exe.exe"},
+        // A UNC path is found only as it stands.
+        {u"\\\\server\\share\\app.exe", true, u"\\\\server\\share\\app.exe"},
+        {u"\\\\server\\share\\app", false, u"\\\\server\\share\\app"},
+        {u"  \"C:\\no where\\y.exe\" /min  -q", false, u"C:\\no where\\y.exe /min  -q"},
+        {u"\"C:\\unclosed x", false, u"C:\\unclosed x"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(Resolve(c.text, c.found), c.out);
 
+    // Nothing to resolve: the out value stays.
+    for (const char16_t* text : {static_cast<const char16_t*>(nullptr), u"", u"    "}) {
+        std::u16string out = u"kept";
+        EXPECT_FALSE(ResolveCommandLine(text, out));
+        EXPECT_EQ(out, u"kept");
+    }
+    // A prefix counts only at the start.
     std::u16string out;
     EXPECT_TRUE(NormalizePathPrefix(u"SystemRootx", out));
     EXPECT_EQ(out, u"%WINDIR%x");
@@ -61,50 +93,6 @@ TEST_F(PathResolution, PrefixesAndVariablesLeadToTheFile) {
     EXPECT_EQ(out, u"C:\\x.txt");
     EXPECT_TRUE(NormalizePathPrefix(u"C:\\SystemRoot\\x", out));
     EXPECT_EQ(out, u"C:\\SystemRoot\\x");
-}
-
-TEST_F(PathResolution, NamesWithoutDriveAreSearchedFolderByFolder) {
-    machine_.AddFile(u"C:\\WINDOWS\\system32\\DRIVERS\\x.sys");
-    EXPECT_EQ(Resolve(u"system32\\DRIVERS\\x.sys", true), u"C:\\WINDOWS\\system32\\DRIVERS\\x.sys");
-
-    machine_.AddFile(u"C:\\WINDOWS\\notepad.exe");
-    machine_.AddFile(u"C:\\WINDOWS\\system32\\notepad");
-    EXPECT_EQ(Resolve(u"notepad", true), u"C:\\WINDOWS\\notepad.exe");
-
-    // Within a folder the name as it stands wins over its suffixes.
-    machine_.AddFile(u"C:\\Tools\\tool.exe");
-    machine_.AddFile(u"C:\\Tools\\tool");
-    EXPECT_EQ(Resolve(u"tool", true), u"C:\\Tools\\tool");
-
-    // The 16-bit folder comes before PATH.
-    machine_.AddFile(u"C:\\WINDOWS\\system\\old.com");
-    machine_.AddFile(u"C:\\Tools\\old.exe");
-    EXPECT_EQ(Resolve(u"old", true), u"C:\\WINDOWS\\system\\old.com");
-}
-
-TEST_F(PathResolution, SuffixesAreTriedInOrderAndAlwaysAppended) {
-    machine_.AddFile(u"C:\\x\\y.bat");
-    machine_.AddFile(u"C:\\x\\y.com");
-    EXPECT_EQ(Resolve(u"C:\\x\\y", true), u"C:\\x\\y.com");
-    machine_.AddFile(u"C:\\x\\a.exe.exe");
-    EXPECT_EQ(Resolve(u"C:\\x\\a.exe", true), u"C:\\x\\a.exe.exe");
-}
-
-TEST_F(PathResolution, UncPathIsFoundOnlyAsItStands) {
-    machine_.AddFile(u"\\\\server\\share\\app.exe");
-    EXPECT_EQ(Resolve(u"\\\\server\\share\\app.exe", true), u"\\\\server\\share\\app.exe");
-    EXPECT_EQ(Resolve(u"\\\\server\\share\\app", false), u"\\\\server\\share\\app");
-}
-
-TEST_F(PathResolution, FailureLeavesTheLastCandidateOrNothing) {
-    for (const char16_t* text : {static_cast<const char16_t*>(nullptr), u"", u"    "}) {
-        std::u16string out = u"kept";
-        EXPECT_FALSE(ResolveCommandLine(text, out));
-        EXPECT_EQ(out, u"kept");
-    }
-    EXPECT_EQ(Resolve(u"  \"C:\\no where\\y.exe\" /min  -q", false),
-              u"C:\\no where\\y.exe /min  -q");
-    EXPECT_EQ(Resolve(u"\"C:\\unclosed x", false), u"C:\\unclosed x");
 }
 
 TEST_F(PathResolution, SearchFoldersFollowTheShellAndPath) {
