@@ -8,16 +8,13 @@
 namespace {
 
 std::uint32_t s_ticks = 0;
-std::uint32_t SteppingTicks() {
-    return s_ticks += 5;
-}
-std::uint32_t FrozenTicks() {
-    return 1000;
-}
 
 class Shortcut : public ToolsTest {
   protected:
-    Shortcut() { SetLinkTickSource(&SteppingTicks); }
+    // Each reading of the clock is 5 ms after the one before.
+    Shortcut() {
+        SetLinkTickSource([] { return s_ticks += 5; });
+    }
     ~Shortcut() override { SetLinkTickSource(nullptr); }
 
     std::u16string out_ = u"kept";
@@ -31,7 +28,7 @@ TEST_F(Shortcut, StoredTargetComesBackUnexpandedWithATimingLine) {
     EXPECT_EQ(machine_.TraceMessages(),
               std::vector<std::string>{"[vistrel] [cnt] ResolveLink_: 10 ms"});
 
-    SetLinkTickSource(&FrozenTicks);
+    SetLinkTickSource([]() -> std::uint32_t { return 1000; });
     machine_.ClearTrace();
     EXPECT_TRUE(ResolveLink(u"C:\\Links\\np.lnk", out_));
     EXPECT_TRUE(machine_.TraceMessages().empty());
@@ -56,9 +53,7 @@ TEST_F(Shortcut, FailingStepsLeaveOutAloneAndOnlyEarlyOnesAreTimed) {
 }
 
 TEST_F(Shortcut, LongPathIsCutAt259Characters) {
-    std::u16string kept = u"C:\\";
-    for (int i = 0; i < 22; ++i) kept += u"dddddddddd\\";
-    kept += u"abcdefghij.lnk";
+    const std::u16string kept = u"C:\\" + std::u16string(250, u'd') + u"\\a.lnk";
     ASSERT_EQ(kept.size(), 259u);
     machine_.AddLink(kept, u"C:\\target.exe");
     EXPECT_TRUE(ResolveLink((kept + u"-dropped").c_str(), out_));
