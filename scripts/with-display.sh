@@ -25,4 +25,8 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
     wineboot -i >/dev/null 2>&1
 fi
 wineserver -p >/dev/null 2>&1
+# The first Wine program of a session starts Wine's background services, which live as long as
+# the server. Started here with their output discarded, they can't hold a test's output pipe open
+# (which would keep CTest waiting for ever).
+wine cmd /c exit </dev/null >/dev/null 2>&1
 "$@"
