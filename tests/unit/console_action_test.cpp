@@ -20,11 +20,6 @@ class ActionTest : public ConsoleTest {
         g_hostAsked = 0;
         return run;
     }
-    // Removes the selected entry: the source reports a deleted item, updated in place.
-    void Remove(FakeSource* source) {
-        source->outcome = {1, 1, 1};
-        EXPECT_TRUE(dialog->PreTranslateKey(kDelete));
-    }
 };
 
 TEST_F(ActionTest, NoSelectionOrNoRecordEndsTheActionQuietly) {
@@ -153,8 +148,9 @@ TEST_F(ActionTest, EachOutcomeOfDoActionHasItsReaction) {
     EXPECT_EQ(CountTrace("Vistrel:PopulateSubTree: local refresh not implemented yet."), 1);
     EXPECT_EQ(view->NodeCount(), 3u);
 
-    // Deleted: the node goes, the parent's count drops, the selection moves on.
-    Remove(run);
+    // Deleted: the node goes and the parent's count drops.
+    run->outcome = {1, 1, 1};
+    EXPECT_TRUE(dialog->PreTranslateKey(kDelete));
     EXPECT_EQ(view->Dump(), "*Run  (1)*\n  beta\n");
     EXPECT_EQ(run->actions.size(), 4u);
 
@@ -207,15 +203,23 @@ TEST_F(ActionTest, DecrementLowersTheNumberInTheLastParentheses) {
     }
 }
 
-TEST_F(ActionTest, DoubleClickRunsTheDefaultActionOnlyOnLeaves) {
+TEST_F(ActionTest, KeysAndDoubleClicks) {
     FakeSource* run = Filled({u"alpha"});
     run->outcome = {0, 1, 1};
+    // Keys are taken before the dialog's own handling, others pass on.
+    EXPECT_TRUE(dialog->PreTranslateKey(27));   // Escape doesn't close the page
+    EXPECT_FALSE(dialog->PreTranslateKey(65));  // 'A'
+    EXPECT_FALSE(dialog->PreTranslateKey(9));   // Tab
+    EXPECT_TRUE(run->actions.empty());
+    EXPECT_TRUE(dialog->PreTranslateKey(kEnter));  // the default action, 1
+    EXPECT_EQ(run->actions, (Actions{{-1, 0}}));
+    // A double click runs the default action on leaves only.
     view->Select(Node(u"Run  (1)"));
     EXPECT_EQ(dialog->OnTreeDblClk(), 0);
-    EXPECT_TRUE(run->actions.empty());
+    EXPECT_EQ(run->actions.size(), 1u);
     view->Select(Node(u"alpha"));
     EXPECT_EQ(dialog->OnTreeDblClk(), 0);
-    EXPECT_EQ(run->actions, (Actions{{-1, 0}}));
+    EXPECT_EQ(run->actions, (Actions{{-1, 0}, {-1, 0}}));
 }
 
 }  // namespace

@@ -8,8 +8,8 @@ namespace {
 using Buttons = std::vector<std::string>;
 class PageTest : public ConsoleTest {};
 
-TEST_F(PageTest, TitleAndButtonsFromCreationThroughAFill) {
-    AddTop(MakeCategory(30000, {u"alpha"}));
+TEST_F(PageTest, ButtonsAfterCreationAFillAndEachMask) {
+    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
     ASSERT_TRUE(CreatePage());
     EXPECT_TRUE(view->VisibleButtons().empty());
     EXPECT_EQ(view->title, u"Current system settings");
@@ -22,11 +22,7 @@ TEST_F(PageTest, TitleAndButtonsFromCreationThroughAFill) {
     EXPECT_EQ(view->title, u"Current system settings");
     EXPECT_EQ(view->pane, u"");
     EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
-}
 
-TEST_F(PageTest, ButtonsFollowTheMaskBitsFromTheRight) {
-    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
-    Open();
     // Texts go by position, ids by bit; every selection assigns the ids afresh.
     const struct {
         std::uint32_t mask;
@@ -107,18 +103,6 @@ TEST_F(PageTest, SourceNodesShowTheirDescriptionOrTheirOwnersDetails) {
     EXPECT_EQ(view->pane, u"File: C:\\proc.exe");
     EXPECT_EQ(list->detailsAskedFor, (std::vector<std::int32_t>{0}));
     EXPECT_EQ(view->VisibleButtons(), (Buttons{"0:22007:Refresh"}));
-}
-
-TEST_F(PageTest, KeysAreTakenBeforeTheDialogAndOthersPassOn) {
-    FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
-    Open();
-    view->Select(Node(u"alpha"));
-    EXPECT_TRUE(dialog->PreTranslateKey(27));   // Escape doesn't close the page
-    EXPECT_FALSE(dialog->PreTranslateKey(65));  // 'A'
-    EXPECT_FALSE(dialog->PreTranslateKey(9));   // Tab
-    EXPECT_TRUE(run->actions.empty());
-    EXPECT_TRUE(dialog->PreTranslateKey(13));  // Enter: the default action, 1
-    EXPECT_EQ(run->actions, (std::vector<std::pair<int, int>>{{-1, 0}}));
 }
 
 }  // namespace

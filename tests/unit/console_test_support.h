@@ -158,8 +158,7 @@ class RecordingView : public console::IVistrelView {
     struct Button {
         std::u16string text;
         int id = 0;
-        bool visible = true;
-        bool enabled = true;
+        bool visible = true, enabled = true;
     };
 
     explicit RecordingView(CVistrelDlg& dialog) : dialog_(dialog) {}
@@ -201,8 +200,7 @@ class RecordingView : public console::IVistrelView {
         b.enabled = true;
     }
     void HideButton(int position) override {
-        buttons.at(position).visible = false;
-        buttons.at(position).enabled = false;
+        buttons.at(position).visible = buttons.at(position).enabled = false;
     }
     void HideAllButtons() override {
         for (Button& b : buttons) b.visible = false;
@@ -220,7 +218,7 @@ class RecordingView : public console::IVistrelView {
         selected = nullptr;
     }
     TreeNode InsertNode(TreeNode parent, const std::u16string& text) override {
-        if (failInserts) return nullptr;
+        if (failInsert && text == failInsert) return nullptr;
         TreeNode node = reinterpret_cast<TreeNode>(static_cast<std::uintptr_t>(++lastId_));
         nodes_[node] = Node{text, parent, {}, nullptr, false};
         Children(parent).push_back(node);
@@ -234,8 +232,7 @@ class RecordingView : public console::IVistrelView {
         return At(node).text.substr(0, capacity - 1);
     }
     TreeNode GetParentNode(TreeNode node) override {
-        TreeNode parent = At(node).parent;
-        return parent == console::RootNode() ? nullptr : parent;
+        return At(node).parent == console::RootNode() ? nullptr : At(node).parent;
     }
     // The control's own move of the selection is not modelled: a deleted selection is none.
     void DeleteNode(TreeNode node) override {
@@ -329,7 +326,7 @@ class RecordingView : public console::IVistrelView {
     std::vector<std::string> boxes;
     console::ConfirmOutcome confirmAnswer{1, true};
     int confirmations = 0, focusCalls = 0, handovers = 0, stopWaits = 0, textReads = 0;
-    bool failInserts = false;
+    const char16_t* failInsert = nullptr;  // a label whose insertion fails
 
   private:
     void Erase(TreeNode node) {
