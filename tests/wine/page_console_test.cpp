@@ -14,7 +14,7 @@ class ConsolePage : public HostedPage {
     ConsolePage()
         : HostedPage({{kValueA, L"C:\\windows\\system32\\notepad.exe"},
                       {kValueB, L"C:\\windows\\system32\\regedit.exe"}}) {}
-    HTREEITEM UserRun() { return Find(tree_, L"Run (current user)"); }
+    HTREEITEM UserRun() { return Find(tree_, kUserRun); }
     bool Shown(int action) { return Button(action) && IsWindowVisible(Button(action)); }
 };
 

@@ -49,21 +49,15 @@ class RunItemsPage : public HostedPage {
                          nullptr, nullptr, nullptr, nullptr);
         RegCloseKey(key);
         ASSERT_NO_FATAL_FAILURE(ShowAndWait());
-        // The current user's Run leaf: the first child of the first category.
-        category_ = TreeView_GetChild(tree_, TreeView_GetRoot(tree_));
+        category_ = Find(tree_, kUserRun);
         ASSERT_NE(category_, nullptr);
     }
     void TearDown() override {
         HostedPage::TearDown();
         Editors(true);
     }
-    // The category's label ends in the count of values.
-    void ExpectCount(DWORD count) {
-        const std::wstring label = Label(tree_, category_);
-        const std::wstring suffix = L"  (" + std::to_wstring(count) + L")";
-        EXPECT_TRUE(label.size() >= suffix.size() &&
-                    label.compare(label.size() - suffix.size(), suffix.size(), suffix) == 0)
-            << label;
+    std::wstring CountedLabel(DWORD count) {
+        return std::wstring(kUserRun) + L"  (" + std::to_wstring(count) + L")";
     }
 
     DWORD values_ = 0;
@@ -71,7 +65,7 @@ class RunItemsPage : public HostedPage {
 };
 
 TEST_F(RunItemsPage, ValuesAppearWithCountDetailsAndRemoveDeletesExactlyOne) {
-    ExpectCount(values_);
+    EXPECT_EQ(Label(tree_, category_), CountedLabel(values_));
     ASSERT_NE(Find(tree_, kValueTwo, category_), nullptr);
     Select(Find(tree_, kValueOne, category_));
     const std::wstring pane = Pane();
@@ -91,7 +85,7 @@ TEST_F(RunItemsPage, ValuesAppearWithCountDetailsAndRemoveDeletesExactlyOne) {
     EXPECT_TRUE(ValueExists(kRunKey, kValueTwo));
     EXPECT_EQ(Find(tree_, kValueOne, category_), nullptr);
     EXPECT_NE(Find(tree_, kValueTwo, category_), nullptr);
-    ExpectCount(values_ - 1);
+    EXPECT_EQ(Label(tree_, category_), CountedLabel(values_ - 1));
 }
 
 TEST_F(RunItemsPage, GoToLeavesLastKeyAtTheRunKeyAndStartsTheEditor) {

@@ -21,6 +21,7 @@
 namespace hostedpage {
 
 inline constexpr wchar_t kRunKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run";
+inline constexpr wchar_t kUserRun[] = L"Run (current user)";  // its category's name on the page
 inline constexpr int kTreeId = 22033, kPaneId = 22032, kTitleId = 22101, kFirstButtonId = 22007;
 
 inline std::atomic<int> g_hostAnswer{1};
