@@ -290,14 +290,14 @@ Status MemoryRegistry::SetValue(RegKey key, const char16_t* name, std::uint32_t 
     if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
     // The system stores a string's terminator when the caller forgot to count it: if the last
     // counted character isn't null and the one behind it is, the count grows by one character.
-    // Like the system, this reads the character behind the counted bytes.
+    // Like the system, this reads the character behind the counted bytes, but only when the last
+    // counted one isn't null: a caller that counted its terminator owes nothing behind it.
     if (data != nullptr && dataBytes >= 2 &&
         (type == kRegSz || type == kRegExpandSz || type == kRegMultiSz)) {
         const auto* text = static_cast<const unsigned char*>(data);
         const std::size_t last = (dataBytes / 2 - 1) * 2;
         const bool lastIsNull = text[last] == 0 && text[last + 1] == 0;
-        const bool nextIsNull = text[last + 2] == 0 && text[last + 3] == 0;
-        if (!lastIsNull && nextIsNull) dataBytes += 2;
+        if (!lastIsNull && text[last + 2] == 0 && text[last + 3] == 0) dataBytes += 2;
     }
     std::string bytes(static_cast<const char*>(data), dataBytes);
     // A value set again keeps its place among the others.
