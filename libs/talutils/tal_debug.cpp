@@ -11,7 +11,7 @@
 
 namespace {
 
-struct Spec {
+struct Conversion {
     bool left = false;       // '-'
     bool zero = false;       // '0'
     bool alternate = false;  // '#'
@@ -19,15 +19,15 @@ struct Spec {
 };
 
 // Pads body to the width; zeros go between the sign or 0x prefix and the digits.
-void Emit(std::u16string& out, const Spec& spec, std::u16string_view prefix,
+void Emit(std::u16string& out, const Conversion& conv, std::u16string_view prefix,
           std::u16string_view body, bool numeric) {
     const std::size_t length = prefix.size() + body.size();
-    const std::size_t pad = spec.width > length ? spec.width - length : 0;
-    if (spec.left) {
+    const std::size_t pad = conv.width > length ? conv.width - length : 0;
+    if (conv.left) {
         out += prefix;
         out += body;
         out.append(pad, u' ');
-    } else if (spec.zero && numeric) {
+    } else if (conv.zero && numeric) {
         out += prefix;
         out.append(pad, u'0');
         out += body;
@@ -64,21 +64,21 @@ std::u16string FormatList(const char16_t* format, va_list args) {
             ++p;
             continue;
         }
-        Spec spec;
+        Conversion conv;
         for (;; ++p) {
             if (*p == u'-')
-                spec.left = true;
+                conv.left = true;
             else if (*p == u'0')
-                spec.zero = true;
+                conv.zero = true;
             else if (*p == u'#')
-                spec.alternate = true;
+                conv.alternate = true;
             else
                 break;
         }
         // A width beyond any line's length is a broken format, not a request for megabytes.
         while (*p >= u'0' && *p <= u'9') {
-            spec.width = spec.width * 10 + static_cast<std::size_t>(*p - u'0');
-            if (spec.width > 4096) spec.width = 4096;
+            conv.width = conv.width * 10 + static_cast<std::size_t>(*p - u'0');
+            if (conv.width > 4096) conv.width = 4096;
             ++p;
         }
         if (*p == u'l') ++p;  // long is 32 bits wide on Windows: the same as int
@@ -86,7 +86,7 @@ std::u16string FormatList(const char16_t* format, va_list args) {
         switch (conversion) {
             case u's': {
                 const char16_t* text = va_arg(args, const char16_t*);
-                Emit(out, spec, {}, text ? talutils::View(text) : u"(null)", false);
+                Emit(out, conv, {}, text ? talutils::View(text) : u"(null)", false);
                 break;
             }
             case u'd':
@@ -95,11 +95,11 @@ std::u16string FormatList(const char16_t* format, va_list args) {
                 const std::int64_t wide = value;
                 const std::uint64_t magnitude =
                     wide < 0 ? static_cast<std::uint64_t>(-wide) : static_cast<std::uint64_t>(wide);
-                Emit(out, spec, value < 0 ? u"-" : u"", Digits(magnitude, 10, false), true);
+                Emit(out, conv, value < 0 ? u"-" : u"", Digits(magnitude, 10, false), true);
                 break;
             }
             case u'u':
-                Emit(out, spec, {}, Digits(va_arg(args, unsigned int), 10, false), true);
+                Emit(out, conv, {}, Digits(va_arg(args, unsigned int), 10, false), true);
                 break;
             case u'x':
             case u'X': {
@@ -107,19 +107,19 @@ std::u16string FormatList(const char16_t* format, va_list args) {
                 const bool upper = conversion == u'X';
                 // As in C, the alternate form adds no prefix to zero.
                 const std::u16string_view prefix =
-                    spec.alternate && value != 0 ? (upper ? u"0X" : u"0x") : u"";
-                Emit(out, spec, prefix, Digits(value, 16, upper), true);
+                    conv.alternate && value != 0 ? (upper ? u"0X" : u"0x") : u"";
+                Emit(out, conv, prefix, Digits(value, 16, upper), true);
                 break;
             }
             case u'p': {
                 const void* pointer = va_arg(args, void*);
-                Emit(out, spec, {}, Digits(reinterpret_cast<std::uintptr_t>(pointer), 16, true, 16),
+                Emit(out, conv, {}, Digits(reinterpret_cast<std::uintptr_t>(pointer), 16, true, 16),
                      false);
                 break;
             }
             case u'c': {
                 const char16_t c = static_cast<char16_t>(va_arg(args, int));
-                Emit(out, spec, {}, std::u16string_view(&c, 1), false);
+                Emit(out, conv, {}, std::u16string_view(&c, 1), false);
                 break;
             }
             default:
