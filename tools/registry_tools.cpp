@@ -68,7 +68,7 @@ bool EnumRegValues(platform::RegKey key, RegValueCallback callback, void* contex
         platform::Status status =
             registry.EnumValue(key, index, s_valueName, &nameChars, &type, s_valueData, &dataBytes);
         if (status != platform::kErrorSuccess) return true;
-        s_valueName[kLast] = u'\0';
+        if (nameChars > kLast) nameChars = kLast;
         if (type == platform::kRegSz || type == platform::kRegExpandSz) {
             s_valueData[kLast] = u'\0';
             TerminateAfter(s_valueData, dataBytes, 1);
@@ -77,7 +77,9 @@ bool EnumRegValues(platform::RegKey key, RegValueCallback callback, void* contex
             s_valueData[kLast] = u'\0';
             TerminateAfter(s_valueData, dataBytes, 2);
         }
-        if (!callback(s_valueName, s_valueData, dataBytes, type, context)) return false;
+        if (!callback(std::u16string_view(s_valueName, nameChars), s_valueData, dataBytes, type,
+                      context))
+            return false;
     }
 }
 
@@ -96,7 +98,7 @@ bool EnumRegKeys(platform::RegKey root, const char16_t* parentPath, platform::Re
         path.append(parent);
         path.push_back(u'\\');
         path.append(s_subKeyName, nameChars);
-        if (!callback(root, path.c_str(), context)) return false;
+        if (!callback(root, path, context)) return false;
     }
 }
 
@@ -138,7 +140,13 @@ bool DeleteRegKey(IElevatedHelper* helper, platform::RegKey root, const char16_t
 
 bool DeleteRegValue(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath,
                     const char16_t* valueName) {
-    if (helper == nullptr || keyPath == nullptr || valueName == nullptr) return false;
+    if (valueName == nullptr) return false;
+    return DeleteRegValue(helper, root, keyPath, talutils::View(valueName));
+}
+
+bool DeleteRegValue(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath,
+                    std::u16string_view valueName) {
+    if (helper == nullptr || keyPath == nullptr) return false;
     const std::u16string key(keyPath);
     const std::u16string value(valueName);
     std::int32_t result = helper->Reg_DeleteValue(root, key, value);

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "libs/talelev/elevated_helper.h"
 #include "platform/types.h"
@@ -16,14 +17,17 @@ inline constexpr std::uint32_t kRegToolBufferChars = 4096;
 // A single value read offers this many bytes; a longer value counts as unreadable.
 inline constexpr std::uint32_t kRegToolDataBytes = 4096;
 
-// name: the value's name. data: its raw bytes, to be read as wide text for the string types;
-// REG_SZ and REG_EXPAND_SZ data is always NUL-terminated, REG_MULTI_SZ data always ends in two
-// NULs, other types get no terminator. dataBytes: the size as the registry returned it.
-// Return true to go on, false to stop the walk.
-using RegValueCallback = bool (*)(const char16_t* name, const void* data, std::uint32_t dataBytes,
-                                  std::uint32_t type, void* context);
-// root: as the caller of EnumRegKeys gave it. path: parentPath + "\" + the sub-key's name.
-using RegKeyCallback = bool (*)(platform::RegKey root, const char16_t* path, void* context);
+// name: the value's name with the length the registry counted, so a name with an embedded NUL
+// (which the native API allows) arrives whole and can't pass for the name before its NUL. data:
+// its raw bytes, to be read as wide text for the string types; REG_SZ and REG_EXPAND_SZ data is
+// always NUL-terminated, REG_MULTI_SZ data always ends in two NULs, other types get no
+// terminator. dataBytes: the size as the registry returned it. Return true to go on, false to
+// stop the walk.
+using RegValueCallback = bool (*)(std::u16string_view name, const void* data,
+                                  std::uint32_t dataBytes, std::uint32_t type, void* context);
+// root: as the caller of EnumRegKeys gave it. path: parentPath + "\" + the sub-key's name, the
+// name with its counted length (an embedded NUL stays in it; see KeyPathIsExact).
+using RegKeyCallback = bool (*)(platform::RegKey root, std::u16string_view path, void* context);
 // One token of ForEachValueToken.
 using RegTokenCallback = bool (*)(const char16_t* token, void* context);
 
@@ -60,6 +64,9 @@ char16_t* RegTokenStringBuffer();
 bool DeleteRegKey(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath);
 bool DeleteRegValue(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath,
                     const char16_t* valueName);
+// The same for a name with its counted length: an embedded NUL stays part of the name.
+bool DeleteRegValue(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath,
+                    std::u16string_view valueName);
 // valueName null is the key's default value and reaches the helper as an empty string.
 // sizeInBytes is sign-extended to 64 bits; flag reaches Reg_SetValue unchanged (1 creates
 // missing keys).

@@ -1,59 +1,38 @@
 // Run items: the values of the registry keys from which Windows starts programs at logon and at
-// boot, one leaf per key. CVistrelRunItemsBase is also the pattern every registry collector
-// follows: the read cycle, delivery, the mask rule and the action order.
+// boot, one leaf per key.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "collectors/registry_collector.h"
 #include "platform/types.h"
-#include "sources/plugin.h"
 
-// One listed value: its name (empty for the key's default value) and its data up to the first
-// NUL, as stored: variables unexpanded, arguments not split off.
+// One listed value: its whole counted name (empty for the key's default value) and its data up
+// to the first NUL, as stored: variables unexpanded, arguments not split off.
 struct si_value_info {
     std::u16string name;
     std::u16string data;
 };
 
-class CVistrelRunItemsBase : public CVistrelPlugin {
+class CVistrelRunItemsBase : public CVistrelRegistryListCollector<si_value_info> {
   public:
-    ~CVistrelRunItemsBase() override = default;
-
-    const char16_t* GetName() override { return nullptr; }
-    bool IsProcessList() override { return false; }
-    std::int32_t EnumerateItems(EntryCallback callback, bool refresh, void* context) override;
-    std::int32_t GetItemDetails(std::int32_t index, LineCallback lineCallback,
-                                void* context) override;
-    std::int32_t GetActionCount() override { return 3; }
-    std::int32_t GetActionTextId(std::int32_t action) override;
-    std::uint32_t GetActionMask(std::int32_t index) override;
-    std::int32_t GetDefaultAction() override { return kActionGoTo; }
-    bool DoAction(std::int32_t action, std::int32_t index, resultFlags* flags) override;
     bool EmptyNameIsDefault() override { return true; }
-
-    static constexpr std::int32_t kActionRefresh = 0;
-    static constexpr std::int32_t kActionGoTo = 1;
-    static constexpr std::int32_t kActionRemove = 2;
-
-    platform::RegKey root = nullptr;
-    std::u16string keyPath;
-    bool needRead = true;
-    std::vector<si_value_info> items;
 
   protected:
     CVistrelRunItemsBase(platform::RegKey rootKey, std::u16string path, bool elevation);
 
-    // The read cycle: replaces items with the key's string values; failed tells whether the
-    // key could not be opened or walked.
-    void ReadItems();
-    bool IsValidIndex(std::int32_t index) const;
-    // Go to: the registry editor at the key, with the entry's value when index is valid.
-    void GoToEntry(std::int32_t index);
-    // Remove: deletes exactly the entry's value through the helper the source's elevation
-    // selects. Leaves items as they are, so the other entries keep their indexes.
-    bool RemoveEntry(std::int32_t index, resultFlags* flags);
+    // Replaces items with the key's string values; failed tells whether the key could not be
+    // opened or walked.
+    void ReadItems() override;
+    std::u16string ItemText(std::size_t index) const override { return items[index].name; }
+    std::int32_t ItemDetails(std::size_t index, LineCallback lineCallback, void* context) override;
+    // The registry editor at the key, with the entry's value when index is valid.
+    void GoToItem(std::int32_t index) override;
+    // Deletes exactly the entry's value, its whole counted name.
+    bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
+    bool ItemIsEmpty(std::size_t index) const override { return items[index].name.empty(); }
 };
 
 // The eight run keys, in the order the category shows them.

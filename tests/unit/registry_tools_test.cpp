@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "libs/talutils/text_utils.h"
 #include "platform/unique_handle.h"
 #include "tests/unit/tools_test_support.h"
+#include "tools/registry_values.h"
 
 namespace {
 
@@ -19,11 +21,11 @@ struct Seen {
     std::size_t stopAfter = 1000;
 };
 
-bool CollectValue(const char16_t* name, const void* data, std::uint32_t bytes, std::uint32_t type,
-                  void* context) {
+bool CollectValue(std::u16string_view name, const void* data, std::uint32_t bytes,
+                  std::uint32_t type, void* context) {
     auto* seen = static_cast<Seen*>(context);
     const auto* text = static_cast<const char16_t*>(data);
-    seen->names.push_back(name);
+    seen->names.emplace_back(name);
     // A multi-string is taken with the two characters behind its bytes, where its NULs belong.
     seen->texts.push_back(type == platform::kRegMultiSz ? std::u16string(text, bytes / 2 + 2)
                                                         : std::u16string(text));
@@ -31,9 +33,9 @@ bool CollectValue(const char16_t* name, const void* data, std::uint32_t bytes, s
     return seen->names.size() < seen->stopAfter;
 }
 
-bool CollectText(platform::RegKey, const char16_t* text, void* context) {
+bool CollectText(platform::RegKey, std::u16string_view text, void* context) {
     auto* seen = static_cast<Seen*>(context);
-    seen->names.push_back(text);
+    seen->names.emplace_back(text);
     return seen->names.size() < seen->stopAfter;
 }
 
@@ -128,6 +130,39 @@ TEST_F(RegistryTools, TokensAreSplitOnBlanksAndCommas) {
     EXPECT_EQ(Tokens(u"Missing", none), -1);
     EXPECT_EQ(ForEachValueToken(kHkeyCurrentUser, u"No\\Key", u"List", u" ,", &CollectToken, &none),
               -1);
+}
+
+TEST_F(RegistryTools, SingleValueReadsComeOnlyFromTheirOwnBytes) {
+    machine_.SetString(kHkeyCurrentUser, kKey, u"Long", u"C:\\long\\path.exe");
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Short", platform::kRegSz, Bytes(u"ab"));
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Odd", platform::kRegBinary, Bytes(u"xyz") + "w");
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Nul", platform::kRegSz, Bytes({u"a\0b", 3}));
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Big", platform::kRegSz, std::string(4098, 'x'));
+    machine_.SetDword(kHkeyCurrentUser, kKey, u"Dword", 0x01020304);
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Half", platform::kRegDword, "\x05\x01");
+    machine_.SetRaw(kHkeyCurrentUser, kKey, u"Qword", platform::kRegDword, std::string(8, '\x01'));
+    platform::UniqueRegKey key = Open();
+    struct Case {
+        const char16_t* name;
+        bool read;
+        std::u16string text;
+    };
+    for (const Case& c : {Case{u"Long", true, u"C:\\long\\path.exe"}, Case{u"Short", true, u"ab"},
+                          Case{u"Odd", true, u"xyz"}, Case{u"Nul", true, u"a"},
+                          Case{u"Big", false, u""}, Case{u"Missing", false, u""}}) {
+        std::u16string text = u"stale";
+        EXPECT_EQ(ReadRegText(key.get(), c.name, &text), c.read) << talutils::ToUtf8(c.name);
+        EXPECT_EQ(text, c.text) << talutils::ToUtf8(c.name);
+    }
+    std::uint32_t number = 7;
+    EXPECT_TRUE(ReadRegDword(key.get(), u"Dword", &number));
+    EXPECT_EQ(number, 0x01020304u);
+    EXPECT_TRUE(ReadRegDword(key.get(), u"Half", &number));
+    EXPECT_EQ(number, 0x105u);
+    EXPECT_FALSE(ReadRegDword(key.get(), u"Qword", &number));
+    EXPECT_FALSE(ReadRegDword(key.get(), u"Short", &number));
+    EXPECT_EQ(number, 0u);
+    EXPECT_EQ(VisibleRegName({u"Updater\0x\0", 10}), u"Updater\\0x\\0");
 }
 
 TEST_F(RegistryTools, WritersChangeExactlyWhatIsNamed) {
