@@ -13,7 +13,7 @@ export CCACHE_BASEDIR ?= $(CURDIR)
 export CCACHE_NOHASHDIR ?= 1
 endif
 
-.PHONY: all deps native windows test test-native test-windows run format sanitize tsan bench bench-wine clean
+.PHONY: all deps native windows test test-native test-windows run format sanitize tsan bench bench-wine fuzz clean
 
 all: native windows
 
@@ -60,6 +60,12 @@ bench: deps
 bench-wine: windows
 	@scripts/with-display.sh $(CURDIR)/$(WINDOWS)/wineprefix \
 	    wine $(CURDIR)/$(WINDOWS)/bin/vistrel_wine_bench.exe
+
+# Each fuzz harness for FUZZ_SECONDS under libFuzzer (clang); `make test` replays their corpora.
+FUZZ_SECONDS ?= 60
+fuzz: deps
+	@scripts/install-deps.sh fuzz
+	@scripts/fuzz.sh $(FUZZ_SECONDS)
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
