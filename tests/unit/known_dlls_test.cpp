@@ -24,14 +24,14 @@ using platform::kHkeyLocalMachine;
 
 constexpr char16_t kKnown[] = u"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\KnownDLLs";
 
+// label: 0 when the value isn't listed; kDetailsTextPath for the folder, whose pane is that one
+// line; kDetailsTextObject for a library, whose pane begins with it.
 struct KnownCase {
     std::u16string name;
     std::uint32_t type;
-    std::string bytes;
-    bool listed;
-    // The whole pane for a folder; for a library only its first line, the object.
-    std::vector<Line> lines;
-    bool folder = false;
+    std::u16string data;
+    std::int32_t label;
+    std::u16string value;
 };
 
 class KnownDllsTest : public ::testing::Test {
@@ -55,60 +55,38 @@ class KnownDllsTest : public ::testing::Test {
 };
 
 TEST_F(KnownDllsTest, StringValuesAreListedAndOnlyDllDirectoryIsAFolder) {
+    constexpr std::int32_t kFolder = kDetailsTextPath, kFile = kDetailsTextObject;
     const KnownCase cases[] = {
-        {u"kernel32",
-         platform::kRegSz,
-         Bytes(u"kernel32.dll\0"s),
-         true,
-         {{kDetailsTextObject, u"kernel32.dll"}}},
+        {u"kernel32", platform::kRegSz, u"kernel32.dll", kFile, u"kernel32.dll"},
         // Value names are case-blind, in the registry as in the test for the folder.
-        {u"DLLDIRECTORY",
-         platform::kRegExpandSz,
-         Bytes(u"%SystemRoot%\\system32\0"s),
-         true,
-         {{kDetailsTextPath, u"C:\\WINDOWS\\system32"}},
-         true},
-        {u"DllDirectory32",
-         platform::kRegSz,
-         Bytes(u"%SystemRoot%\\SysWOW64\0"s),
-         true,
-         {{kDetailsTextObject, u"%SystemRoot%\\SysWOW64"}}},
+        {u"DLLDIRECTORY", platform::kRegExpandSz, u"%SystemRoot%\\system32", kFolder,
+         u"C:\\WINDOWS\\system32"},
+        {u"DllDirectory32", platform::kRegSz, u"%SystemRoot%\\x", kFile, u"%SystemRoot%\\x"},
         // The name the pane shows isn't "DllDirectory", so it isn't taken for the folder.
-        {u"DllDirectory\0x"s,
-         platform::kRegSz,
-         Bytes(u"x.dll\0"s),
-         true,
-         {{kDetailsTextObject, u"x.dll"}}},
-        {u"", platform::kRegSz, Bytes(u"ntdll.dll"s), true, {{kDetailsTextObject, u"ntdll.dll"}}},
-        {u"Flags", platform::kRegDword, "\1\0\0\0"s, false, {}},
-        {u"Multi", platform::kRegMultiSz, Bytes(u"a.dll\0b.dll\0\0"s), false, {}},
-        {u"Blob", platform::kRegBinary, "MZ", false, {}},
+        {u"DllDirectory\0x"s, platform::kRegSz, u"x.dll", kFile, u"x.dll"},
+        {u"", platform::kRegSz, u"ntdll.dll", kFile, u"ntdll.dll"},
+        {u"Flags", platform::kRegDword, u"\1", 0, {}},
+        {u"Multi", platform::kRegMultiSz, u"a.dll\0b.dll\0"s, 0, {}},
+        {u"Blob", platform::kRegBinary, u"MZ", 0, {}},
     };
     for (const KnownCase& c : cases)
-        machine.SetRaw(kHkeyLocalMachine, kKnown, c.name, c.type, c.bytes);
+        machine.SetRaw(kHkeyLocalMachine, kKnown, c.name, c.type, Bytes(c.data + u'\0'));
 
     std::int32_t result = 0;
     const auto texts = collectortest::Texts(known, &result);
     int listed = 0;
     for (const KnownCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.name));
-        listed += c.listed;
-        std::size_t at = 0;
-        while (at < known.items.size() && known.items[at].name != c.name) ++at;
-        ASSERT_EQ(at < known.items.size(), c.listed);
-        if (!c.listed) continue;
+        std::int32_t at = 0;
+        while (at < result && known.items[at].name != c.name) ++at;
+        ASSERT_EQ(at < result, c.label != 0);
+        if (c.label == 0) continue;
+        ++listed;
         EXPECT_EQ(texts[at], VisibleRegName(c.name));
-        std::vector<Line> lines = collectortest::Details(known, static_cast<std::int32_t>(at));
-        if (c.folder) {
-            EXPECT_EQ(lines, c.lines);
-            EXPECT_EQ(known.GetItemDetails(static_cast<std::int32_t>(at), nullptr, nullptr), 1);
-        } else {
-            ASSERT_GT(lines.size(), 1u);
-            lines.resize(1);
-            EXPECT_EQ(lines, c.lines);
-        }
-        // Refresh and Go to only, whatever the entry.
-        EXPECT_EQ(known.GetActionMask(static_cast<std::int32_t>(at)), 3u);
+        std::vector<Line> lines = collectortest::Details(known, at);
+        ASSERT_EQ(lines.size() > 1, c.label == kFile);
+        EXPECT_EQ(lines[0], (Line{c.label, c.value}));
+        EXPECT_EQ(known.GetActionMask(at), 3u);  // Refresh and Go to only, whatever the entry
     }
     EXPECT_EQ(result, listed);
     EXPECT_TRUE(collectortest::Details(known, result).empty());

@@ -192,8 +192,6 @@ TEST_F(ServicesTest, EachLeafListsTheServicesOfItsTypesWithTextAndStartMode) {
     }
     EXPECT_EQ(processCount, expectedProcesses);
     EXPECT_EQ(driverCount, expectedDrivers);
-    EXPECT_FALSE(processes.EmptyNameIsDefault());
-    EXPECT_EQ(processes.GetActionCount(), 3);
 }
 
 TEST_F(ServicesTest, RemoveDeletesTheChosenKeyWithItsSubtreeAndNothingElse) {
