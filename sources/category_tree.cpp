@@ -4,6 +4,9 @@
 
 #include <new>
 
+#include "collectors/shell/file_assoc.h"
+#include "collectors/shell/installed_components.h"
+
 namespace {
 
 // A failed allocation leaves that node out; the rest of the tree is still built.
@@ -23,7 +26,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelLoadItems>(children);
     Append<CVistrelINI>(children);
     // 5: CVistrelKnownDLLs, the known DLLs of the session manager, joins here.
-    // 6: CVistrelFileAssoc, the commands of executable file classes, joins here.
+    Append<CVistrelFileAssoc>(children);
     Append<CVistrelScripts>(children);
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
@@ -61,6 +64,6 @@ CVistrelIE::CVistrelIE() {
 }
 
 CVistrelWE::CVistrelWE() {
-    // CVistrelWEInstallededComponents first, then CVistrelWEShellExtensions and
-    // CVistrelWEShellExecHooks.
+    Append<CVistrelWEInstallededComponents>(children);
+    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
 }
