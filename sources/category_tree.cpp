@@ -7,6 +7,8 @@
 #include "collectors/autostart/known_dlls.h"
 #include "collectors/autostart/services.h"
 #include "collectors/autostart/winsock.h"
+#include "collectors/shell/file_assoc.h"
+#include "collectors/shell/installed_components.h"
 
 namespace {
 
@@ -27,7 +29,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelLoadItems>(children);
     Append<CVistrelINI>(children);
     Append<CVistrelKnownDLLs>(children);
-    // 6: CVistrelFileAssoc, the commands of executable file classes, joins here.
+    Append<CVistrelFileAssoc>(children);
     Append<CVistrelScripts>(children);
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
@@ -66,6 +68,6 @@ CVistrelIE::CVistrelIE() {
 }
 
 CVistrelWE::CVistrelWE() {
-    // CVistrelWEInstallededComponents first, then CVistrelWEShellExtensions and
-    // CVistrelWEShellExecHooks.
+    Append<CVistrelWEInstallededComponents>(children);
+    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
 }
