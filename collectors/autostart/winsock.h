@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "collectors/autostart/key_item.h"
+#include "collectors/key_item.h"
 #include "collectors/registry_collector.h"
 
 // Items: first the protocol's name, second the provider's library path, third the entry's
