@@ -23,8 +23,8 @@ endif()
 # Not a test: reports the offline registry's walk against a bare walk with the hive library.
 if(EXISTS ${PROJECT_SOURCE_DIR}/tests/bench/offline/offline_walk_bench.cpp)
     add_executable(vistrel_offline_bench ${PROJECT_SOURCE_DIR}/tests/bench/offline/offline_walk_bench.cpp
-        ${PROJECT_SOURCE_DIR}/tests/offline/hive_builder.cpp)
-    target_link_libraries(vistrel_offline_bench PRIVATE gtest)
+        ${PROJECT_SOURCE_DIR}/tests/bench/offline/synthetic_hive.cpp)
+    target_include_directories(vistrel_offline_bench PRIVATE ${HIVEX_INCLUDE_DIRS})
     vistrel_target(vistrel_offline_bench)
     target_link_libraries(vistrel_offline_bench PRIVATE vistrel_offline vistrel_memory)
 endif()
