@@ -4,6 +4,11 @@
 
 #include <new>
 
+#include "collectors/shell/ie_downloaded_activex.h"
+#include "collectors/shell/ie_helper_objects.h"
+#include "collectors/shell/ie_menu_extensions.h"
+#include "collectors/shell/shell_extensions.h"
+
 namespace {
 
 // A failed allocation leaves that node out; the rest of the tree is still built.
@@ -57,10 +62,13 @@ CVistrelServices::CVistrelServices() {
 }
 
 CVistrelIE::CVistrelIE() {
-    // CVistrelIEBHO, CVistrelIEMenuExt, then CVistrelIEDownloadedActiveX.
+    Append<CVistrelIEBHO>(children);
+    Append<CVistrelIEMenuExt>(children);
+    Append<CVistrelIEDownloadedActiveX>(children);
 }
 
 CVistrelWE::CVistrelWE() {
-    // CVistrelWEInstallededComponents first, then CVistrelWEShellExtensions and
-    // CVistrelWEShellExecHooks.
+    // CVistrelWEInstallededComponents joins here, first.
+    Append<CVistrelWEShellExtensions>(children);
+    Append<CVistrelWEShellExecHooks>(children);
 }
