@@ -1,5 +1,5 @@
-// Downloaded controls on the memory machine: how a unit gets its name, which of its sub-keys
-// fill which field, the details in their order and count, and Remove of the unit's key alone.
+// Downloaded controls on the memory machine: how a unit gets its name, which read fills which
+// field, the details with their count, and Remove of the unit's key alone.
 #include "collectors/shell/ie_downloaded_activex.h"
 
 #include "tests/support/version_block_builder.h"
@@ -8,97 +8,64 @@
 namespace shelltest {
 namespace {
 
-constexpr char16_t kUnits[] = u"SOFTWARE\\Microsoft\\Code Store Database\\Distribution Units";
+const std::u16string kUnits = u"SOFTWARE\\Microsoft\\Code Store Database\\Distribution Units\\";
+const std::u16string kDownload = u"\\DownloadInformation";
 
-class DownloadedActiveXTest : public ShellCollectorTest {
-  protected:
-    std::u16string Unit(const char16_t* id, const char16_t* sub = u"") {
-        return std::u16string(kUnits) + u"\\" + id + sub;
-    }
-};
+using DownloadedActiveXTest = ShellCollectorTest;
 
 TEST_F(DownloadedActiveXTest, NamesFallBackAndEachFieldComesFromItsOwnRead) {
-    // {1}: a class with description and server, every sub-key filled, long texts.
-    Register({u"{1}", Sz(u"Described control"), true, Sz(u"C:\\Windows\\ctl\\long name.ocx")});
-    machine.SetString(kHkeyLocalMachine, Unit(u"{1}"), u"", u"unit default, not used");
-    machine.SetString(kHkeyLocalMachine, Unit(u"{1}", u"\\DownloadInformation"), u"CODEBASE",
-                      u"http://example.test/a/long/codebase.cab");
-    machine.SetString(kHkeyLocalMachine, Unit(u"{1}", u"\\DownloadInformation"), u"INF",
-                      u"C:\\Windows\\ctl\\setup.inf");
-    machine.SetString(kHkeyLocalMachine, Unit(u"{1}", u"\\DownloadInformation"), u"OSD",
-                      u"C:\\Windows\\ctl\\setup.osd");
-    machine.SetString(kHkeyLocalMachine, Unit(u"{1}", u"\\InstalledVersion"), u"LastModified",
-                      u"Mon, 01 Jan 2024 00:00:00 GMT");
-    const std::u16string files = Unit(u"{1}", u"\\Contains\\Files");
-    machine.SetString(kHkeyLocalMachine, files, u"C:\\Windows\\ctl\\a.ocx", u"");
-    machine.SetDword(kHkeyLocalMachine, files, u"C:\\Windows\\ctl\\not a file.dll", 1);
-    machine.SetString(kHkeyLocalMachine, files, u"C:\\Windows\\ctl\\b.dll", u"",
-                      platform::kRegExpandSz);
-    machine.SetString(kHkeyLocalMachine, files, u"C:\\Windows\\ctl\\c.dll", u"");
-    // {2}: a class without description but with a server: the unit's own default names it and
-    // the server isn't looked up. Zero-byte values after the long ones of {1}.
-    Register({u"{2}", std::nullopt, true, Sz(u"C:\\unused.dll")});
-    machine.SetString(kHkeyLocalMachine, Unit(u"{2}"), u"", u"Unit's own name");
-    machine.SetRaw(kHkeyLocalMachine, Unit(u"{2}", u"\\DownloadInformation"), u"CODEBASE",
-                   platform::kRegSz, "");
-    machine.SetRaw(kHkeyLocalMachine, Unit(u"{2}", u"\\InstalledVersion"), u"LastModified",
+    // {1}: class with description and server, long texts everywhere.
+    Register({u"{1}", Sz(u"Described control"), Sz(u"C:\\ctl\\long name.ocx")});
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{1}", u"", u"unit default, not used");
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{1}" + kDownload, u"CODEBASE",
+                      u"http://t/a.cab");
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{1}" + kDownload, u"INF", u"C:\\ctl\\a.inf");
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{1}" + kDownload, u"OSD", u"C:\\ctl\\a.osd");
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{1}\\InstalledVersion", u"LastModified",
+                      u"Mon, 01 Jan 2024");
+    const std::u16string files = kUnits + u"{1}\\Contains\\Files";
+    machine.SetString(kHkeyLocalMachine, files, u"C:\\ctl\\a.ocx", u"");
+    machine.SetDword(kHkeyLocalMachine, files, u"C:\\ctl\\number.dll", 1);
+    machine.SetString(kHkeyLocalMachine, files, u"C:\\ctl\\b.dll", u"", platform::kRegExpandSz);
+    // {2}: class without description: the unit's default names it, the server isn't asked.
+    Register({u"{2}", std::nullopt, Sz(u"C:\\unused.dll")});
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{2}", u"", u"Unit's own name");
+    machine.SetRaw(kHkeyLocalMachine, kUnits + u"{2}" + kDownload, u"CODEBASE", platform::kRegSz,
+                   "");
+    machine.SetRaw(kHkeyLocalMachine, kUnits + u"{2}\\InstalledVersion", u"LastModified",
                    platform::kRegBinary, Bytes(u"2024"));
-    machine.AddKey(kHkeyLocalMachine, Unit(u"{2}", u"\\Contains\\Files"));
-    // {3}: neither class nor default value: its key name. A zero-byte description of a class.
-    machine.AddKey(kHkeyLocalMachine, Unit(u"{3}"));
-    Register({u"{4}", std::string(), true, std::string()});
-    machine.SetString(kHkeyLocalMachine, Unit(u"{4}", u"\\DownloadInformation"), u"OSD",
-                      std::u16string(2048, u'o'));  // over what a read takes
+    // {3}: no class, no default: its key name. {4}: zero-byte description, oversize OSD.
+    machine.AddKey(kHkeyLocalMachine, kUnits + u"{3}");
+    Register({u"{4}", "", ""});
+    machine.SetString(kHkeyLocalMachine, kUnits + u"{4}" + kDownload, u"OSD",
+                      std::u16string(2048, u'o'));
 
-    const struct {
-        const char16_t* name;
-        const char16_t* file;
-        const char16_t* codebase;
-        const char16_t* inf;
-        const char16_t* osd;
-        const char16_t* lastModified;
-        std::vector<std::u16string> files;
-    } expected[] = {
-        {u"Described control",
-         u"C:\\Windows\\ctl\\long name.ocx",
-         u"http://example.test/a/long/codebase.cab",
-         u"C:\\Windows\\ctl\\setup.inf",
-         u"C:\\Windows\\ctl\\setup.osd",
-         u"Mon, 01 Jan 2024 00:00:00 GMT",
-         {u"C:\\Windows\\ctl\\a.ocx", u"C:\\Windows\\ctl\\c.dll"}},
-        {u"Unit's own name", u"", u"", u"", u"", u"2024", {}},
-        {u"{3}", u"", u"", u"", u"", u"", {}},
-        {u"", u"", u"", u"", u"", u"", {}},
-    };
     CVistrelIEDownloadedActiveX activex;
-    std::int32_t result = 0;
-    EXPECT_EQ(Texts(activex, &result),
+    EXPECT_EQ(Texts(activex),
               (std::vector<std::u16string>{u"Described control", u"Unit's own name", u"{3}", u""}));
-    ASSERT_EQ(activex.items.size(), std::size(expected));
-    for (std::size_t i = 0; i < std::size(expected); ++i) {
-        SCOPED_TRACE(i);
+    ASSERT_EQ(activex.items.size(), 4u);
+    const si_activex_info& full = activex.items[0];
+    EXPECT_EQ(full.file, u"C:\\ctl\\long name.ocx");
+    EXPECT_EQ(full.key, kUnits + u"{1}");
+    EXPECT_EQ(full.files, std::vector<std::u16string>{u"C:\\ctl\\a.ocx"});
+    // Every read of the later units follows the longer one of {1}; a field must stay its own.
+    for (std::size_t i = 1; i < 4; ++i) {
         const si_activex_info& unit = activex.items[i];
-        EXPECT_EQ(unit.name, expected[i].name);
-        EXPECT_EQ(unit.file, expected[i].file);
-        EXPECT_EQ(unit.codebase, expected[i].codebase);
-        EXPECT_EQ(unit.inf, expected[i].inf);
-        EXPECT_EQ(unit.osd, expected[i].osd);
-        EXPECT_EQ(unit.lastModified, expected[i].lastModified);
-        EXPECT_EQ(unit.files, expected[i].files);
-        EXPECT_EQ(unit.key, std::u16string(kUnits) + u"\\{" + char16_t(u'1' + i) + u"}");
+        EXPECT_EQ(unit.file + unit.codebase + unit.inf + unit.osd, u"") << i;
+        EXPECT_TRUE(unit.files.empty());
     }
-
-    // Without a server and files the details are the code base line alone, empty or not.
-    EXPECT_EQ(Details(activex, 2, &result), (std::vector<Line>{{22215, u"", 0}}));
-    EXPECT_EQ(result, 1);
-    EXPECT_EQ(Details(activex, 1, &result),
-              (std::vector<Line>{{22215, u"", 0}, {22217, u"2024", 0}}));
-    EXPECT_EQ(result, 2);
+    EXPECT_EQ(activex.items[1].lastModified, u"2024");
+    EXPECT_EQ(Details(activex, 2), std::vector<std::u16string>{LineText(22215, u"", 0)});
+    // The server's four lines of a file without version block and the separator come first.
+    const std::vector<std::u16string> lines = Details(activex, 0);
+    EXPECT_EQ(std::vector<std::u16string>(lines.begin() + 5, lines.begin() + 9),
+              (std::vector<std::u16string>{
+                  LineText(22215, u"http://t/a.cab", 0), LineText(22216, u"C:\\ctl\\a.inf", 0),
+                  LineText(22221, u"C:\\ctl\\a.osd", 0), LineText(22217, u"Mon, 01 Jan 2024", 0)}));
 }
 
-TEST_F(DownloadedActiveXTest, DetailsCountTheirLinesAndWhatEachFileGave) {
-    // Server and first file carry a version block (6 lines counted each), the second file is
-    // missing (0).
+TEST_F(DownloadedActiveXTest, DetailsCountTheirLinesAndWhatEachFileGaveAndRemoveTakesTheUnit) {
+    // Server and first file carry a version block (6 counted each); the second is missing (0).
     testsupport::VersionBlockContents contents;
     contents.tables.push_back({0x0409, 0x04B0, {{u"FileVersion", u"1.0"}}});
     contents.translations.push_back({0x0409, 0x04B0});
@@ -106,56 +73,31 @@ TEST_F(DownloadedActiveXTest, DetailsCountTheirLinesAndWhatEachFileGave) {
         machine.AddFile(path);
         machine.SetVersionBlock(path, testsupport::BuildVersionBlock(contents));
     }
-    Register({u"{5}", Sz(u"Five"), true, Sz(u"C:\\ctl\\server.ocx")});
-    machine.SetString(kHkeyLocalMachine, Unit(u"{5}", u"\\Contains\\Files"), u"C:\\ctl\\one.dll",
-                      u"");
-    machine.SetString(kHkeyLocalMachine, Unit(u"{5}", u"\\Contains\\Files"),
-                      u"C:\\ctl\\missing.dll", u"");
-    CVistrelIEDownloadedActiveX activex;
-    ASSERT_EQ(activex.EnumerateItems(nullptr, true, nullptr), 1);
-
-    std::int32_t result = 0;
-    const std::vector<Line> lines = Details(activex, 0, &result);
-    // D + separator + code base + separator and heading + (line + D1) + (line + D2).
-    EXPECT_EQ(result, 6 + 1 + 1 + 2 + (1 + 6) + (1 + 0));
-    std::vector<Line> own;  // the lines the collector writes itself, in order
-    for (const Line& line : lines)
-        if (line.label == -1 || line.label == 22215 || line.label == 22218) own.push_back(line);
-    EXPECT_EQ(own, (std::vector<Line>{{-1, u"<null>", 2},
-                                      {22215, u"", 0},
-                                      {-1, u"<null>", 2},
-                                      {22218, u"<null>", 0},
-                                      {-1, u"<null>", 0},
-                                      {-1, u"<null>", 0}}));
-    EXPECT_EQ(lines.front().value, u"C:\\ctl\\server.ocx");
-    EXPECT_EQ(lines.back().value, u"C:\\ctl\\missing.dll");
-    EXPECT_EQ(Details(activex, 1, &result).size(), 0u);
-    EXPECT_EQ(result, 0);
-}
-
-TEST_F(DownloadedActiveXTest, RemoveTakesTheUnitKeyAndLeavesClassAndFiles) {
-    Register({u"{6}", Sz(u"Six"), true, Sz(u"C:\\six.ocx")});
-    Register({u"{7}", Sz(u"Seven"), true, Sz(u"C:\\seven.ocx")});
-    machine.SetString(kHkeyLocalMachine, Unit(u"{6}", u"\\Contains\\Files"), u"C:\\six.ocx", u"");
-    machine.AddKey(kHkeyLocalMachine, Unit(u"{7}"));
-    machine.AddFile(u"C:\\six.ocx");
+    Register({u"{5}", Sz(u"Five"), Sz(u"C:\\ctl\\server.ocx")});
+    for (const char16_t* file : {u"C:\\ctl\\one.dll", u"C:\\ctl\\missing.dll"})
+        machine.SetString(kHkeyLocalMachine, kUnits + u"{5}\\Contains\\Files", file, u"");
+    machine.AddKey(kHkeyLocalMachine, kUnits + u"{6}");
     CVistrelIEDownloadedActiveX activex;
     ASSERT_EQ(activex.EnumerateItems(nullptr, true, nullptr), 2);
 
-    resultFlags flags;
-    EXPECT_FALSE(activex.DoAction(1, 1, &flags));
-    EXPECT_EQ(LastEditorKey(), u"Computer\\HKEY_LOCAL_MACHINE\\" + Unit(u"{7}"));
-    ASSERT_TRUE(activex.DoAction(2, 0, &flags));
-    EXPECT_FALSE(machine.HasKey(kHkeyLocalMachine, Unit(u"{6}")));
-    EXPECT_TRUE(machine.HasKey(kHkeyLocalMachine, Unit(u"{7}")));
-    EXPECT_TRUE(machine.HasKey(kHkeyClassesRoot, u"CLSID\\{6}\\InprocServer32"));
-    EXPECT_TRUE(machine.HasFile(u"C:\\six.ocx"));
+    std::int32_t result = 0;
+    std::vector<std::u16string> own;  // the lines the collector writes itself
+    for (const std::u16string& line : Details(activex, 0, &result))
+        if (line.rfind(u"-1|", 0) == 0 || line.rfind(u"22215|", 0) == 0 ||
+            line.rfind(u"22218|", 0) == 0)
+            own.push_back(line);
+    // D + separator + code base + separator and heading + (line + D1) + (line + D2).
+    EXPECT_EQ(result, 6 + 1 + 1 + 2 + (1 + 6) + (1 + 0));
+    EXPECT_EQ(own, (std::vector<std::u16string>{LineText(-1, u"-", 2), LineText(22215, u"", 0),
+                                                LineText(-1, u"-", 2), LineText(22218, u"-", 0),
+                                                LineText(-1, u"-", 0), LineText(-1, u"-", 0)}));
 
-    machine.FailWrites(kHkeyLocalMachine, Unit(u"{7}"));
-    resultFlags refused;
-    EXPECT_FALSE(activex.DoAction(2, 1, &refused));
-    EXPECT_EQ(refused.succeeded, 0);
-    EXPECT_TRUE(machine.HasKey(kHkeyLocalMachine, Unit(u"{7}")));
+    EXPECT_EQ(GoTo(activex, 1), u"Computer\\HKEY_LOCAL_MACHINE\\" + kUnits + u"{6}");
+    EXPECT_TRUE(Remove(activex, 0));
+    EXPECT_FALSE(machine.HasKey(kHkeyLocalMachine, kUnits + u"{5}"));
+    EXPECT_TRUE(machine.HasKey(kHkeyLocalMachine, kUnits + u"{6}"));
+    EXPECT_TRUE(machine.HasKey(kHkeyClassesRoot, u"CLSID\\{5}\\InprocServer32"));
+    EXPECT_TRUE(machine.HasFile(u"C:\\ctl\\one.dll"));
 }
 
 }  // namespace
