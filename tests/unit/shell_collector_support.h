@@ -28,9 +28,13 @@ inline std::string Sz(std::u16string_view text) {
 
 // One line of details as "label|value|flags"; a null value shows as "-".
 inline std::u16string LineText(std::int32_t label, std::u16string_view value, std::int32_t flags) {
-    const std::string head = std::to_string(label) + "|", tail = "|" + std::to_string(flags);
-    return std::u16string(head.begin(), head.end()) + std::u16string(value) +
-           std::u16string(tail.begin(), tail.end());
+    std::u16string line;
+    for (char c : std::to_string(label)) line.push_back(static_cast<char16_t>(c));
+    line.push_back(u'|');
+    line.append(value);
+    line.push_back(u'|');
+    for (char c : std::to_string(flags)) line.push_back(static_cast<char16_t>(c));
+    return line;
 }
 inline bool CollectLine(std::int32_t, std::int32_t label, const char16_t* value, std::int32_t flags,
                         void* context) {

@@ -77,11 +77,10 @@ std::set<std::wstring> Lines(const std::set<std::wstring>& dump, const std::wstr
                              const std::wstring& value = L"") {
     std::set<std::wstring> lines;
     for (const std::wstring& line : dump) {
-        const bool inKey =
-            line.rfind(path, 0) == 0 &&
-            (line.size() == path.size() || line[path.size()] == L'\\' || line[path.size()] == L' ');
-        const bool isValue = line.rfind(path + L" | " + value + L" |", 0) == 0;
-        if (value.empty() ? inKey : isValue) lines.insert(line);
+        if (value.empty() ? line == path || line.rfind(path + L"\\", 0) == 0 ||
+                                line.rfind(path + L" | ", 0) == 0
+                          : line.rfind(path + L" | " + value + L" |", 0) == 0)
+            lines.insert(line);
     }
     EXPECT_FALSE(lines.empty());
     return lines;
@@ -146,19 +145,12 @@ class ShellCollectorsPage : public HostedPage {
     // Writes a string value (none with a null data), noting how to undo it: a key that didn't
     // exist goes whole, from its highest new level; a value that didn't exist goes alone.
     void Put(HKEY root, const std::wstring& path, const wchar_t* name, const wchar_t* data) {
-        std::wstring top = path;
-        for (std::wstring at = path; !at.empty(); at = at.substr(0, at.rfind(L'\\'))) {
-            HKEY key;
-            if (RegOpenKeyExW(root, at.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
-                RegCloseKey(key);
-                break;
-            }
+        std::wstring top;  // the highest level of path that is missing
+        for (std::wstring at = path; !KeyExists(root, at); at = at.substr(0, at.rfind(L'\\'))) {
             top = at;
             if (at.find(L'\\') == std::wstring::npos) break;
         }
         HKEY key;
-        const bool existed = RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS;
-        if (existed) RegCloseKey(key);
         ASSERT_EQ(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
                                   nullptr),
                   ERROR_SUCCESS);
@@ -168,7 +160,7 @@ class ShellCollectorsPage : public HostedPage {
                       ERROR_SUCCESS);
         }
         RegCloseKey(key);
-        if (!existed)
+        if (!top.empty())
             undo_.push_back([root, top] {
                 RegDeleteTreeW(root, top.c_str()), RegDeleteKeyW(root, top.c_str());
             });
@@ -176,6 +168,12 @@ class ShellCollectorsPage : public HostedPage {
             undo_.push_back([root, path, value = std::wstring(name)] {
                 RegDeleteKeyValueW(root, path.c_str(), value.c_str());
             });
+    }
+    static bool KeyExists(HKEY root, const std::wstring& path) {
+        HKEY key;
+        if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+        RegCloseKey(key);
+        return true;
     }
     static int Count(const wchar_t* path, bool values, HKEY root = HKEY_LOCAL_MACHINE) {
         HKEY key;
@@ -196,23 +194,17 @@ class ShellCollectorsPage : public HostedPage {
         }
         return item;
     }
-    // Selects the entry, presses Remove, confirms, and waits until the registry shows gone().
-    void Remove(HTREEITEM category, const std::wstring& label, std::function<bool()> gone) {
-        HTREEITEM entry = Find(tree_, label, category);
-        ASSERT_NE(entry, nullptr) << std::string(label.begin(), label.end());
-        Select(entry);
+    // Selects the entry, presses Remove and confirms; the node goes, and of the registry's dump
+    // exactly the lines of key path (or of its one value) go with it.
+    void Remove(HTREEITEM category, const std::wstring& label, const std::wstring& path,
+                const std::wstring& value = L"") {
+        const std::set<std::wstring> before = DumpAll();
+        Select(Find(tree_, label, category));
         ASSERT_TRUE(IsWindowEnabled(Button(2)));
         ConfirmationClicker clicker(IDOK, false);
         PostMessageW(Button(2), BM_CLICK, 0, 0);
-        ASSERT_TRUE(PumpUntil(gone));
-        Pump(std::chrono::milliseconds(100));
-        EXPECT_EQ(Find(tree_, label, category), nullptr);
-    }
-    static bool KeyGone(HKEY root, const std::wstring& path) {
-        HKEY key;
-        if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return true;
-        RegCloseKey(key);
-        return false;
+        ASSERT_TRUE(PumpUntil([&] { return Find(tree_, label, category) == nullptr; }));
+        EXPECT_EQ(Gone(before), Lines(before, path, value));
     }
 
     int baseApproved_ = 0, baseHooks_ = 0, baseBho_ = 0, baseUnits_ = 0, baseMenu_ = 0;
@@ -247,23 +239,13 @@ TEST_F(ShellCollectorsPage, BrowserCategoriesListDescribeAndRemoveExactlyTheirEn
         EXPECT_NE(pane.find(part), std::wstring::npos) << std::string(part, part + wcslen(part));
     ASSERT_NE(Find(tree_, L"VistrelE2E Unit", units), nullptr);
 
-    // Remove: each time the dump loses exactly the chosen key, classes and files stay.
-    std::set<std::wstring> before = DumpAll();
-    Remove(bho, L"VistrelE2E Missing",
-           [] { return KeyGone(HKEY_LOCAL_MACHINE, Sub(kBho, kMissingClass)); });
-    EXPECT_EQ(Gone(before), Lines(before, Sub(kBho, kMissingClass)));
+    // Remove takes exactly the entry's key: classes and the other entries stay.
+    Remove(bho, L"VistrelE2E Missing", Sub(kBho, kMissingClass));
     EXPECT_EQ(Label(tree_, bho),
               L"Browser helper objects  (" + std::to_wstring(baseBho_ + 1) + L")");
 
-    before = DumpAll();
-    Remove(units, L"VistrelE2E Helper",
-           [] { return KeyGone(HKEY_LOCAL_MACHINE, Sub(kUnits, kWineClass)); });
-    EXPECT_EQ(Gone(before), Lines(before, Sub(kUnits, kWineClass)));
-
-    before = DumpAll();
-    const std::wstring menuKey = Sub(kMenuExt, L"VistrelE2E Menu");
-    Remove(menu, L"VistrelE2E Menu", [&] { return KeyGone(HKEY_CURRENT_USER, menuKey); });
-    EXPECT_EQ(Gone(before), Lines(before, menuKey));
+    Remove(units, L"VistrelE2E Helper", Sub(kUnits, kWineClass));
+    Remove(menu, L"VistrelE2E Menu", Sub(kMenuExt, L"VistrelE2E Menu"));
 }
 
 TEST_F(ShellCollectorsPage, ShellListsKeepUnknownServersAndRemoveOnlyTheValue) {
@@ -278,13 +260,8 @@ TEST_F(ShellCollectorsPage, ShellListsKeepUnknownServersAndRemoveOnlyTheValue) {
     Select(Find(tree_, L"VistrelE2E Hook", hooks));
     EXPECT_NE(Pane().find(L"No file information available for"), std::wstring::npos);
 
-    std::set<std::wstring> before = DumpAll();
-    Remove(approved, kMissingServer, [] {
-        return RegGetValueW(HKEY_LOCAL_MACHINE, kApproved, kMissingClass, RRF_RT_ANY, nullptr,
-                            nullptr, nullptr) != ERROR_SUCCESS;
-    });
     // The hook of the same class and the class itself stay.
-    EXPECT_EQ(Gone(before), Lines(before, kApproved, kMissingClass));
+    Remove(approved, kMissingServer, kApproved, kMissingClass);
     EXPECT_EQ(Label(tree_, approved),
               L"Shell extensions  (" + std::to_wstring(baseApproved_ + 1) + L")");
 }
