@@ -1,5 +1,5 @@
-// The record of a collector whose entry is described by three texts; each collector says what
-// they hold.
+// The record of the collectors that list registry sub-keys: three texts whose meaning each
+// collector states where it fills them.
 #pragma once
 
 #include <string>
