@@ -4,6 +4,10 @@
 
 #include <new>
 
+#include "collectors/autostart/load_items.h"
+#include "collectors/autostart/scripts.h"
+#include "collectors/autostart/winlogon_notify.h"
+
 namespace {
 
 // A failed allocation leaves that node out; the rest of the tree is still built.
@@ -40,8 +44,11 @@ CVistrelStartupItems::CVistrelStartupItems() {
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
-    // CVistrelLoadItemUserInit, CVistrelLoadItemCUShell, CVistrelLoadItemLMShell,
-    // CVistrelLoadItemAppInitDLLs, then CVistrelLoadItemsWinlogonNotify.
+    Append<CVistrelLoadItemUserInit>(children);
+    Append<CVistrelLoadItemCUShell>(children);
+    Append<CVistrelLoadItemLMShell>(children);
+    Append<CVistrelLoadItemAppInitDLLs>(children);
+    Append<CVistrelLoadItemsWinlogonNotify>(children);
 }
 
 CVistrelINI::CVistrelINI() {
@@ -49,7 +56,8 @@ CVistrelINI::CVistrelINI() {
 }
 
 CVistrelScripts::CVistrelScripts() {
-    // CVistrelScriptsStartup, then CVistrelScriptsShutdown.
+    Append<CVistrelScriptsStartup>(children);
+    Append<CVistrelScriptsShutdown>(children);
 }
 
 CVistrelServices::CVistrelServices() {
