@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "collectors/autostart/key_item.h"
+#include "collectors/key_item.h"
 #include "collectors/registry_collector.h"
 
 // first: the sub-key's path under the root; second: "DllName" up to its first NUL, as stored;
