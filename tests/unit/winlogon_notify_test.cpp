@@ -47,6 +47,7 @@ TEST_F(WinlogonNotifyTest, ListsSubKeysWithAStringDllNameAndRemoveDeletesOneWhol
     machine_.DenyOpen(kHkeyLocalMachine, Package(u"h"));
     std::int32_t result = 0;
     EXPECT_EQ(Texts(notify, &result), shown);
+    EXPECT_EQ(result, static_cast<std::int32_t>(shown.size()));
     ASSERT_EQ(notify.items.size(), shown.size());
     for (std::size_t i = 0; i < shown.size(); ++i) {
         EXPECT_EQ(notify.items[i].first, Package(shown[i]));
