@@ -4,8 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/machine.h"
-#include "platform/unique_handle.h"
 #include "tools/file_details.h"
 #include "tools/regedit_navigation.h"
 #include "tools/registry_sub_keys.h"
@@ -35,14 +33,7 @@ CVistrelScriptsBase::CVistrelScriptsBase(std::u16string path)
 
 void CVistrelScriptsBase::ReadItems() {
     items.clear();
-    platform::UniqueRegKey key;
-    if (platform::machine().registry().OpenKey(root, keyPath.c_str(),
-                                               platform::kKeyEnumerateSubKeys,
-                                               key.put()) != platform::kErrorSuccess) {
-        failed = true;
-        return;
-    }
-    failed = !EnumRegKeys(root, keyPath.c_str(), key.get(), CollectScript, &items);
+    WalkSubKeys(CollectScript, &items);
 }
 
 std::int32_t CVistrelScriptsBase::ItemDetails(std::size_t index, LineCallback lineCallback,

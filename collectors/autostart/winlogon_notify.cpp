@@ -3,8 +3,6 @@
 
 #include <vector>
 
-#include "platform/machine.h"
-#include "platform/unique_handle.h"
 #include "tools/file_details.h"
 #include "tools/regedit_navigation.h"
 #include "tools/registry_sub_keys.h"
@@ -31,14 +29,7 @@ CVistrelLoadItemsWinlogonNotify::CVistrelLoadItemsWinlogonNotify()
 
 void CVistrelLoadItemsWinlogonNotify::ReadItems() {
     items.clear();
-    platform::UniqueRegKey key;
-    if (platform::machine().registry().OpenKey(root, keyPath.c_str(),
-                                               platform::kKeyEnumerateSubKeys,
-                                               key.put()) != platform::kErrorSuccess) {
-        failed = true;
-        return;
-    }
-    failed = !EnumRegKeys(root, keyPath.c_str(), key.get(), CollectPackage, &items);
+    WalkSubKeys(CollectPackage, &items);
 }
 
 std::int32_t CVistrelLoadItemsWinlogonNotify::EnumerateItems(EntryCallback callback, bool refresh,

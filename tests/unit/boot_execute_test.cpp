@@ -2,14 +2,14 @@
 // each Remove writes back.
 #include "collectors/autostart/boot_execute.h"
 
-#include "tests/unit/collector_test_support.h"
+#include "tests/unit/collector_fixture.h"
 
 namespace {
 
 using platform::kHkeyLocalMachine;
 constexpr char16_t kKey[] = u"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
 
-class BootExecuteTest : public CollectorTest {
+class BootExecuteTest : public LogonCollectorTest {
   protected:
     void Store(std::uint32_t type, const std::string& bytes) {
         machine_.SetRaw(kHkeyLocalMachine, kKey, u"BootExecute", type, bytes);
@@ -25,21 +25,18 @@ TEST_F(BootExecuteTest, ListsEachStringAndShowsItWithoutTheAutocheckWord) {
         std::int32_t result;
         Strings shown;
     } cases[] = {
+        {7, Bytes(u"autocheck autochk *\0C:\\x.exe /a\0\0"sv), 2, {u"autochk *", u"C:\\x.exe /a"}},
         {7,
-         WideBytes(u"autocheck autochk *\0C:\\x.exe /a\0\0"sv),
-         2,
-         {u"autochk *", u"C:\\x.exe /a"}},
-        {7,
-         WideBytes(u"AutoCHECK chk.exe\0autocheck\0autocheckx\0\0"sv),
+         Bytes(u"AutoCHECK chk.exe\0autocheck\0autocheckx\0\0"sv),
          3,
          {u"chk.exe", u"autocheck", u"autocheckx"}},
-        {1, WideBytes(u"C:\\one.exe\0"sv), 1, {u"C:\\one.exe"}},  // the type isn't looked at
-        {3, WideBytes(u"a\0bc"sv) + "d", 2, {u"a", u"bc"}},       // no terminator, odd count
-        {7, WideBytes(u"a\0\0hidden\0\0"sv), 1, {u"a"}},
-        {7, WideBytes(u"\0a\0\0"sv), 0, {}},
+        {1, Bytes(u"C:\\one.exe\0"sv), 1, {u"C:\\one.exe"}},  // the type isn't looked at
+        {3, Bytes(u"a\0bc"sv) + "d", 2, {u"a", u"bc"}},       // no terminator, odd count
+        {7, Bytes(u"a\0\0hidden\0\0"sv), 1, {u"a"}},
+        {7, Bytes(u"\0a\0\0"sv), 0, {}},
         {7, "x", 0, {}},
-        {7, WideBytes(full + u"\0\0"s), 1, {full}},           // 4096 bytes
-        {7, WideBytes(full + u"x\0\0"s), kEnumNotFound, {}},  // 4098 bytes
+        {7, Bytes(full + u"\0\0"s), 1, {full}},           // 4096 bytes
+        {7, Bytes(full + u"x\0\0"s), kEnumNotFound, {}},  // 4098 bytes
     };
     std::int32_t result = 0;
     EXPECT_TRUE(Texts(boot, &result).empty());  // no key
@@ -73,15 +70,15 @@ TEST_F(BootExecuteTest, RemoveWritesTheOtherStringsWholeInOrderWithTheDoubleNul)
         {7, u"a\0b\0c"sv, {2}, u"a\0b\0\0"sv},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(WideBytes(c.value)));
-        Store(c.type, WideBytes(c.value));
+        SCOPED_TRACE(testing::PrintToString(Bytes(c.value)));
+        Store(c.type, Bytes(c.value));
         ASSERT_GT(boot.EnumerateItems(nullptr, true, nullptr), 0);
         for (std::int32_t index : c.removes) {
             resultFlags flags;
             EXPECT_TRUE(Remove(boot, index, &flags));
             EXPECT_EQ(flags.deleteItem + flags.localUpdate + flags.succeeded, 3);
         }
-        EXPECT_EQ(Stored(kHkeyLocalMachine, kKey, u"BootExecute"), "7:" + WideBytes(c.written));
+        EXPECT_EQ(Stored(kHkeyLocalMachine, kKey, u"BootExecute"), "7:" + Bytes(c.written));
     }
     // Go to selects the value, for the category too; a failed write changes nothing.
     const std::string target =

@@ -1,95 +1,69 @@
-// Fixture of the registry collectors' tests: the tools' fixture with the helper support up and
-// an old system's registry editor running, so that Go to types its target and the test reads
-// back which key and value it chose.
+// What the tests of the registry collectors share: the entries a source delivers, the lines of
+// its details pane, and values written as raw bytes for data the registry doesn't check.
 #pragma once
 
-#include <cstdio>
+#include <gtest/gtest.h>
+
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sources/plugin.h"
-#include "tests/unit/tools_test_support.h"
-#include "tools/registry_values.h"
 
-using namespace std::literals;
-using Strings = std::vector<std::u16string>;
+namespace collectortest {
 
-inline std::string WideBytes(std::u16string_view text) {
-    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+// The texts that EnumerateItems delivers, in order; *result gets its return value.
+inline std::vector<std::u16string> Texts(CVistrelPlugin& source, std::int32_t* result,
+                                         bool refresh = true) {
+    std::vector<std::u16string> texts;
+    *result = source.EnumerateItems(
+        [](std::int32_t, const char16_t* name, CVistrelPlugin*, CVistrelPlugin*, void* context) {
+            static_cast<std::vector<std::u16string>*>(context)->push_back(name ? name : u"<null>");
+            return true;
+        },
+        refresh, &texts);
+    return texts;
 }
 
-class CollectorTest : public ToolsTest {
-  protected:
-    CollectorTest() {
-        CreateElevatedHelperSupport();
-        machine_.SetOsVersion(4, 0);
-        machine_.AddProcess(900, u"regedit.exe");
-        auto editor = machine_.AddWindow(u"RegEdit_RegEdit", u"Registry Editor", 900);
-        tree_ = Handle(machine_.AddWindow(u"SysTreeView32", u"", 900, editor));
-        list_ = Handle(machine_.AddWindow(u"SysListView32", u"", 900, editor));
-    }
-
-    // What a read delivers, in order; *result gets what EnumerateItems returned.
-    static Strings Texts(CVistrelPlugin& source, std::int32_t* result, bool refresh = true) {
-        Strings texts;
-        *result = source.EnumerateItems(
-            [](std::int32_t, const char16_t* name, CVistrelPlugin*, CVistrelPlugin*, void* out) {
-                static_cast<Strings*>(out)->push_back(name);
-                return true;
-            },
-            refresh, &texts);
-        return texts;
-    }
-    // The object line of an entry's details: the text the pane describes.
-    static std::u16string Object(CVistrelPlugin& source, std::int32_t index) {
-        std::u16string object = u"<none>";
-        source.GetItemDetails(
-            index,
-            [](std::int32_t, std::int32_t label, const char16_t* value, std::int32_t, void* out) {
-                if (label == 22212) *static_cast<std::u16string*>(out) = value;
-                return true;
-            },
-            &object);
-        return object;
-    }
-    // Go to (action -1 or 1), which must leave the flags alone and give false: the key typed
-    // into the editor's tree, "|", and the value typed into its list (none: the key is opened).
-    std::string GoTo(CVistrelPlugin& source, std::int32_t index, std::int32_t action = 1) {
-        const std::size_t from = machine_.WindowCalls().size();
-        resultFlags flags;
-        EXPECT_FALSE(source.DoAction(action, index, &flags));
-        EXPECT_EQ(flags.succeeded + flags.deleteItem, 1);
-        std::string key, value;
-        for (std::size_t i = from; i < machine_.WindowCalls().size(); ++i) {
-            char window[32];
-            unsigned message = 0, code = 0;
-            if (std::sscanf(machine_.WindowCalls()[i].c_str(), "Send %31s %u %u", window, &message,
-                            &code) != 3)
-                continue;
-            if (message == 258) (window == tree_ ? key : value).push_back(static_cast<char>(code));
-            if (message == 256 && code == 39 && window == tree_) key.push_back('\\');
-        }
-        if (value.empty() && !key.empty()) key.pop_back();  // the step that opens the key
-        return key + "|" + value;
-    }
-    static bool Remove(CVistrelPlugin& source, std::int32_t index, resultFlags* flags) {
-        *flags = resultFlags{};
-        return source.DoAction(2, index, flags);
-    }
-    // The value's type and exact bytes.
-    static std::string Stored(platform::RegKey root, const char16_t* path, const char16_t* name) {
-        RegValueBytes value;
-        if (!ReadRegValue(root, path, name, &value)) return "<absent>";
-        return std::to_string(value.type) + ":" +
-               std::string(value.bytes.begin(), value.bytes.end());
-    }
-
-  private:
-    static std::string Handle(platform::WindowHandle window) {
-        char text[32];
-        std::snprintf(text, sizeof text, "0x%llx",
-                      static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(window)));
-        return text;
-    }
-    std::string tree_, list_;
+struct Line {
+    std::int32_t labelId;
+    std::u16string value;  // "<id N>" for a catalogue id, "<null>" for none
+    bool operator==(const Line&) const = default;
 };
+
+inline void PrintTo(const Line& line, std::ostream* os) {
+    *os << line.labelId << ": " << testing::PrintToString(line.value);
+}
+
+inline std::vector<Line> Details(CVistrelPlugin& source, std::int32_t index) {
+    std::vector<Line> lines;
+    source.GetItemDetails(
+        index,
+        [](std::int32_t, std::int32_t labelId, const char16_t* value, std::int32_t flags,
+           void* context) {
+            std::u16string text = u"<null>";
+            if (flags & kLineValueIsId) {
+                const std::string id = "<id " + std::to_string(LineValueToId(value)) + ">";
+                text.assign(id.begin(), id.end());
+            } else if (value != nullptr) {
+                text = value;
+            }
+            static_cast<std::vector<Line>*>(context)->push_back({labelId, text});
+            return true;
+        },
+        &lines);
+    return lines;
+}
+
+// Wide text as the registry stores it, without a terminator unless the text holds one.
+inline std::string Bytes(std::u16string_view text) {
+    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+}
+inline std::string Dword(std::uint32_t value) {
+    const char bytes[4] = {static_cast<char>(value), static_cast<char>(value >> 8),
+                           static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
+    return std::string(bytes, 4);
+}
+
+}  // namespace collectortest

@@ -2,7 +2,7 @@
 // writes, and the Remove refused because two neighbours may be one path with a blank.
 #include "collectors/autostart/load_items.h"
 
-#include "tests/unit/collector_test_support.h"
+#include "tests/unit/collector_fixture.h"
 
 namespace {
 
@@ -11,13 +11,13 @@ using platform::kHkeyLocalMachine;
 constexpr char16_t kWinlogon[] = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Winlogon";
 constexpr char16_t kWindows[] = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
 
-class LoadItemsTest : public CollectorTest {
+class LoadItemsTest : public LogonCollectorTest {
   protected:
     void Store(std::uint32_t type, const std::string& bytes) {
         machine_.SetRaw(kHkeyLocalMachine, kWindows, u"AppInit_DLLs", type, bytes);
     }
     std::string Stored() {
-        return CollectorTest::Stored(kHkeyLocalMachine, kWindows, u"AppInit_DLLs");
+        return LogonCollectorTest::Stored(kHkeyLocalMachine, kWindows, u"AppInit_DLLs");
     }
     CVistrelLoadItemAppInitDLLs appInit;
 };
@@ -30,19 +30,16 @@ TEST_F(LoadItemsTest, SplitsTheValueOnBlanksAndCommasWhateverItsType) {
         std::int32_t result;
         Strings tokens;
     } cases[] = {
-        {1, WideBytes(u" ,a b,,c , \0"sv), 3, {u"a", u"b", u"c"}},
-        {1, WideBytes(u"userinit.exe,\0"sv), 1, {u"userinit.exe"}},
-        {1,
-         WideBytes(u"\"C:\\Program Files\\x.dll\"\0"sv),
-         2,
-         {u"\"C:\\Program", u"Files\\x.dll\""}},
-        {1, WideBytes(u"a\tb,c\0"sv), 2, {u"a\tb", u"c"}},
-        {1, WideBytes(u" , ,\0"sv), 0, {}},
-        {1, WideBytes(u"x.dll y"sv) + "z", 2, {u"x.dll", u"y"}},  // no terminator, odd count
-        {7, WideBytes(u"a b\0c\0\0"sv), 2, {u"a", u"b"}},
-        {4, WideBytes(u"AB"sv), 1, {u"AB"}},
-        {1, WideBytes(full + u"\0"s), 1, {full}},           // 4096 bytes
-        {1, WideBytes(full + u"x\0"s), kEnumNotFound, {}},  // 4098 bytes
+        {1, Bytes(u" ,a b,,c , \0"sv), 3, {u"a", u"b", u"c"}},
+        {1, Bytes(u"userinit.exe,\0"sv), 1, {u"userinit.exe"}},
+        {1, Bytes(u"\"C:\\Program Files\\x.dll\"\0"sv), 2, {u"\"C:\\Program", u"Files\\x.dll\""}},
+        {1, Bytes(u"a\tb,c\0"sv), 2, {u"a\tb", u"c"}},
+        {1, Bytes(u" , ,\0"sv), 0, {}},
+        {1, Bytes(u"x.dll y"sv) + "z", 2, {u"x.dll", u"y"}},  // no terminator, odd count
+        {7, Bytes(u"a b\0c\0\0"sv), 2, {u"a", u"b"}},
+        {4, Bytes(u"AB"sv), 1, {u"AB"}},
+        {1, Bytes(full + u"\0"s), 1, {full}},           // 4096 bytes
+        {1, Bytes(full + u"x\0"s), kEnumNotFound, {}},  // 4098 bytes
     };
     std::int32_t result = 0;
     EXPECT_TRUE(Texts(appInit, &result).empty());  // no key
@@ -78,8 +75,8 @@ TEST_F(LoadItemsTest, RemoveWritesTheKeptEntriesJoinedOrRefusesToCutAPathWithABl
         {u"a,b c,d", 1, {0}, nullptr},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(WideBytes(c.value)));
-        Store(c.type, WideBytes(c.value + u"\0"s));
+        SCOPED_TRACE(testing::PrintToString(Bytes(c.value)));
+        Store(c.type, Bytes(c.value + u"\0"s));
         ASSERT_GT(appInit.EnumerateItems(nullptr, true, nullptr), 0);
         const std::string before = Stored();
         for (std::int32_t index : c.removes) {
@@ -89,7 +86,7 @@ TEST_F(LoadItemsTest, RemoveWritesTheKeptEntriesJoinedOrRefusesToCutAPathWithABl
             EXPECT_EQ(flags.deleteItem + flags.localUpdate + flags.succeeded, refused ? 0 : 3);
             EXPECT_EQ(appInit.items[static_cast<std::size_t>(index)].text.empty(), !refused);
         }
-        EXPECT_EQ(Stored(), c.written ? "1:" + WideBytes(c.written + u"\0"s) : before);
+        EXPECT_EQ(Stored(), c.written ? "1:" + Bytes(c.written + u"\0"s) : before);
     }
     // Go to selects the value for an entry, the key for the category.
     const std::string key =
@@ -99,7 +96,7 @@ TEST_F(LoadItemsTest, RemoveWritesTheKeptEntriesJoinedOrRefusesToCutAPathWithABl
 }
 
 TEST_F(LoadItemsTest, FailuresUserinitAndRefreshLeaveTheValuesAsTheyAre) {
-    Store(1, WideBytes(u"a.dll b.dll\0"sv));
+    Store(1, Bytes(u"a.dll b.dll\0"sv));
     ASSERT_EQ(appInit.EnumerateItems(nullptr, true, nullptr), 2);
     const std::string before = Stored();
     machine_.FailWrites(kHkeyLocalMachine, kWindows);

@@ -2,7 +2,7 @@
 // tree showing the script, and Go to and Remove reaching the entry's own sub-key.
 #include "collectors/autostart/scripts.h"
 
-#include "tests/unit/collector_test_support.h"
+#include "tests/unit/collector_fixture.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ std::u16string Script(std::u16string_view path) {
     return kScripts + std::u16string(path);
 }
 
-class ScriptsTest : public CollectorTest {
+class ScriptsTest : public LogonCollectorTest {
   protected:
     CVistrelScriptsStartup startup;
 };
@@ -25,14 +25,14 @@ TEST_F(ScriptsTest, ListsTheScriptsByWhatTheyRunAndRemovesTheChosenSubKey) {
         std::string bytes;
         const char16_t* shown;  // null: not listed
     } cases[] = {
-        {u"0", 1, WideBytes(u"same.cmd\0"sv), u"same.cmd"},
-        {u"1", 1, WideBytes(u"same.cmd\0"sv), u"same.cmd"},
-        {u"2", 1, WideBytes(u"\0"sv), u""},
-        {u"3", 2, WideBytes(u"%SystemRoot%\\b.vbs\0"sv), u"%SystemRoot%\\b.vbs"},
+        {u"0", 1, Bytes(u"same.cmd\0"sv), u"same.cmd"},
+        {u"1", 1, Bytes(u"same.cmd\0"sv), u"same.cmd"},
+        {u"2", 1, Bytes(u"\0"sv), u""},
+        {u"3", 2, Bytes(u"%SystemRoot%\\b.vbs\0"sv), u"%SystemRoot%\\b.vbs"},
         {u"4", 0, {}, nullptr},
         {u"5", 4, "\1\0\0\0", nullptr},
-        {u"6", 1, WideBytes(std::u16string(2048, u's') + u"\0"s), nullptr},
-        {u"7", 1, WideBytes(u"bare.bat"sv) + "x", u"bare.bat"},
+        {u"6", 1, Bytes(std::u16string(2048, u's') + u"\0"s), nullptr},
+        {u"7", 1, Bytes(u"bare.bat"sv) + "x", u"bare.bat"},
     };
     std::int32_t result = 0;
     EXPECT_TRUE(Texts(startup, &result).empty());

@@ -2,7 +2,7 @@
 // and shown, and that Remove deletes exactly the chosen package's key.
 #include "collectors/autostart/winlogon_notify.h"
 
-#include "tests/unit/collector_test_support.h"
+#include "tests/unit/collector_fixture.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ std::u16string Package(std::u16string_view name) {
     return std::u16string(kNotify) + u"\\" + std::u16string(name);
 }
 
-class WinlogonNotifyTest : public CollectorTest {
+class WinlogonNotifyTest : public LogonCollectorTest {
   protected:
     CVistrelLoadItemsWinlogonNotify notify;
 };
@@ -25,17 +25,17 @@ TEST_F(WinlogonNotifyTest, ListsSubKeysWithAStringDllNameAndRemoveDeletesOneWhol
         std::string bytes;
         const char16_t* library;  // null: not listed
     } cases[] = {
-        {u"a", 1, WideBytes(u"a.dll\0"sv), u"a.dll"},
-        {u"b", 2, WideBytes(u"%SystemRoot%\\b.dll\0"sv), u"%SystemRoot%\\b.dll"},
+        {u"a", 1, Bytes(u"a.dll\0"sv), u"a.dll"},
+        {u"b", 2, Bytes(u"%SystemRoot%\\b.dll\0"sv), u"%SystemRoot%\\b.dll"},
         {u"c", 0, {}, nullptr},
         {u"d", 4, "\1\0\0\0", nullptr},
-        {u"e", 7, WideBytes(u"e.dll\0\0"sv), nullptr},
-        {u"f", 1, WideBytes(std::u16string(2048, u'f') + u"\0"s), nullptr},
-        {u"g", 1, WideBytes(u"g.dll\0x.dll"sv) + "x", u"g.dll"},
-        {u"h", 1, WideBytes(u"h.dll\0"sv), nullptr},  // can't be opened
+        {u"e", 7, Bytes(u"e.dll\0\0"sv), nullptr},
+        {u"f", 1, Bytes(std::u16string(2048, u'f') + u"\0"s), nullptr},
+        {u"g", 1, Bytes(u"g.dll\0x.dll"sv) + "x", u"g.dll"},
+        {u"h", 1, Bytes(u"h.dll\0"sv), nullptr},  // can't be opened
         // A name with a NUL can't be opened by name: its front reaches another key.
-        {u"j", 1, WideBytes(u"front.dll\0"sv), u"front.dll"},
-        {u"j\0in-name"s, 1, WideBytes(u"j.dll\0"sv), nullptr},
+        {u"j", 1, Bytes(u"front.dll\0"sv), u"front.dll"},
+        {u"j\0in-name"s, 1, Bytes(u"j.dll\0"sv), nullptr},
     };
     Strings shown, libraries;
     for (const auto& c : cases) {

@@ -1,254 +1,274 @@
-// The machine-wide autostart places end to end under Wine: boot execute, the logon list values,
-// the Winlogon notification packages and the policy scripts, written into the real registry,
-// appear on the hosted page with their counts and details; Remove changes exactly the chosen
-// entry (a dump of the keys before and after shows it), a rewrite that would cut a path with a
-// blank is refused with the failure message, and everything found is put back afterwards.
-#include <map>
-#include <memory>
+// Services, known DLLs and the Winsock catalogue end to end under Wine: entries written into the
+// real HKLM appear on the hosted page with their counts and details; Remove of a service deletes
+// exactly its key with its subtree, and the two read-only categories change nothing. A fresh
+// prefix has no known DLLs key and an empty catalogue, so the test makes what it needs and
+// leaves the registry as it found it.
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "tests/support/win32/hosted_page.h"
 
 namespace hostedpage {
 namespace {
 
-constexpr wchar_t kSession[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
-constexpr wchar_t kWinlogon[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Winlogon";
-constexpr wchar_t kWindows[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
-constexpr wchar_t kNotify[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\Winlogon\\Notify";
-constexpr wchar_t kScripts[] =
-    L"SOFTWARE\\Policies\\Microsoft\\Windows\\System\\Scripts\\Startup\\0";
-const std::wstring kKernel32 = L"C:\\windows\\system32\\kernel32.dll";
-const std::wstring kVersion = L"C:\\windows\\system32\\version.dll";
-const std::wstring kUser32 = L"C:\\windows\\system32\\user32.dll";
-constexpr wchar_t kNul = L'\0';
+constexpr wchar_t kServices[] = L"SYSTEM\\CurrentControlSet\\Services";
+constexpr wchar_t kService[] = L"SYSTEM\\CurrentControlSet\\Services\\VistrelE2E Svc";
+constexpr wchar_t kDriver[] = L"SYSTEM\\CurrentControlSet\\Services\\VistrelE2E Svc2";
+constexpr wchar_t kKnownDlls[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\KnownDLLs";
+constexpr wchar_t kCatalogue[] =
+    L"SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters\\Protocol_Catalog9\\"
+    L"Catalog_Entries";
+constexpr wchar_t kCatalogueEntry[] =
+    L"SYSTEM\\CurrentControlSet\\Services\\WinSock2\\Parameters\\Protocol_Catalog9\\"
+    L"Catalog_Entries\\000000009901";
 
-std::wstring Hex(DWORD type, const void* data, std::size_t bytes) {
-    std::wstring text = std::to_wstring(type) + L":";
-    for (std::size_t i = 0; i < bytes; ++i) {
-        wchar_t two[3];
-        swprintf(two, 3, L"%02x", static_cast<const BYTE*>(data)[i]);
-        text += two;
+bool KeyExists(const wchar_t* path) {
+    HKEY key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+    RegCloseKey(key);
+    return true;
+}
+
+// A key of HKLM made for the test: on destruction the outermost key that the test had to
+// create goes with everything in it; keys that were there stay.
+class MadeKey {
+  public:
+    explicit MadeKey(const std::wstring& path) {
+        for (std::size_t at = path.find(L'\\');; at = path.find(L'\\', at + 1)) {
+            const std::wstring prefix = path.substr(0, at);
+            if (!KeyExists(prefix.c_str())) {
+                made_ = prefix;
+                break;
+            }
+            if (at == std::wstring::npos) break;
+        }
+        HKEY key;
+        RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                        &key, nullptr);
+        RegCloseKey(key);
     }
-    return text;
+    ~MadeKey() {
+        if (!made_.empty()) RegDeleteTreeW(HKEY_LOCAL_MACHINE, made_.c_str());
+        if (!made_.empty()) RegDeleteKeyW(HKEY_LOCAL_MACHINE, made_.c_str());
+    }
+
+  private:
+    std::wstring made_;
+};
+
+void Set(const wchar_t* path, const wchar_t* name, const std::wstring& text, DWORD type = REG_SZ) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, path, name, type, text.c_str(),
+                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
-std::wstring Hex(DWORD type, const std::wstring& text) {
-    return Hex(type, text.data(), text.size() * sizeof(wchar_t));
+void Set(const wchar_t* path, const wchar_t* name, DWORD value) {
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, path, name, REG_DWORD, &value, sizeof value);
 }
 
-// Every value under HKLM\path (with recurse, of its sub-keys too) as "sub-key|name" to its type
-// and bytes, and every key as "sub-key|" to "<key>".
-using Dump = std::map<std::wstring, std::wstring>;
-Dump DumpOf(const std::wstring& path, bool recurse, const std::wstring& prefix = L"") {
-    Dump dump;
+// A key of HKLM with all its values (type and bytes) and sub-keys, sorted, as lines.
+std::wstring Dump(const std::wstring& path) {
     HKEY key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return dump;
-    dump[prefix + L"|"] = L"<key>";
+        return L"(none) " + path + L"\n";
+    std::vector<std::wstring> lines;
     wchar_t name[512];
-    BYTE data[8192];
-    for (DWORD i = 0, chars = 512, size = sizeof(data), type = 0;
-         RegEnumValueW(key, i, name, &chars, nullptr, &type, data, &size) == ERROR_SUCCESS;
-         ++i, chars = 512, size = sizeof(data))
-        dump[prefix + L"|" + std::wstring(name, chars)] = Hex(type, data, size);
-    for (DWORD i = 0, chars = 512; recurse && RegEnumKeyExW(key, i, name, &chars, nullptr, nullptr,
-                                                            nullptr, nullptr) == ERROR_SUCCESS;
-         ++i, chars = 512)
-        dump.merge(DumpOf(path + L"\\" + name, true, prefix + L"\\" + name));
+    BYTE data[4096];
+    for (DWORD i = 0;; ++i) {
+        DWORD nameChars = 512, size = sizeof data, type = 0;
+        if (RegEnumValueW(key, i, name, &nameChars, nullptr, &type, data, &size) != ERROR_SUCCESS)
+            break;
+        std::wstring line =
+            path + L" [" + std::wstring(name, nameChars) + L"] " + std::to_wstring(type) + L":";
+        for (DWORD b = 0; b < size; ++b) line += std::to_wstring(data[b]) + L",";
+        lines.push_back(line + L"\n");
+    }
+    std::vector<std::wstring> subKeys;
+    for (DWORD i = 0;; ++i) {
+        DWORD nameChars = 512;
+        if (RegEnumKeyExW(key, i, name, &nameChars, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS)
+            break;
+        subKeys.emplace_back(name, nameChars);
+    }
     RegCloseKey(key);
-    return dump;
+    std::sort(lines.begin(), lines.end());
+    std::sort(subKeys.begin(), subKeys.end());
+    std::wstring out = path + L"\n";
+    for (const auto& line : lines) out += line;
+    for (const auto& sub : subKeys) out += Dump(path + L"\\" + sub);
+    return out;
 }
 
-// Notes a value of HKLM (or, with a null name, only its key) and puts it back as it was: a value
-// that wasn't there goes, and so does the first level of the path that didn't exist.
-class SavedMachineValue {
-  public:
-    SavedMachineValue(std::wstring path, const wchar_t* name) : path_(std::move(path)) {
-        for (std::size_t at = 0; at != std::wstring::npos && created_.empty();) {
-            at = path_.find(L'\\', at + 1);
-            HKEY key;
-            if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path_.substr(0, at).c_str(), 0, KEY_READ, &key) !=
-                ERROR_SUCCESS)
-                created_ = path_.substr(0, at);
-            else
-                RegCloseKey(key);
-        }
-        if (name) name_ = name;
-        DWORD size = sizeof(data_);
-        existed_ =
-            name && RegGetValueW(HKEY_LOCAL_MACHINE, path_.c_str(), name, RRF_RT_ANY | RRF_NOEXPAND,
-                                 &type_, data_, &size) == ERROR_SUCCESS;
-        size_ = size;
+// A dump without the lines of key and its subtree.
+std::wstring Without(const std::wstring& dump, const std::wstring& key) {
+    std::wstring out, line;
+    std::wistringstream in(dump);
+    while (std::getline(in, line)) {
+        const wchar_t next = line.size() > key.size() ? line[key.size()] : L'\0';
+        if (line.rfind(key, 0) != 0 || (next != L'\0' && next != L'\\' && next != L' '))
+            out += line + L"\n";
     }
-    ~SavedMachineValue() {
-        if (existed_)
-            RegSetKeyValueW(HKEY_LOCAL_MACHINE, path_.c_str(), name_.c_str(), type_, data_, size_);
-        else if (!name_.empty())
-            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, path_.c_str(), name_.c_str());
-        if (!created_.empty()) RegDeleteTreeW(HKEY_LOCAL_MACHINE, created_.c_str());
-        if (!created_.empty()) RegDeleteKeyW(HKEY_LOCAL_MACHINE, created_.c_str());
-    }
+    return out;
+}
 
-  private:
-    std::wstring path_, name_, created_;
-    bool existed_ = false;
-    DWORD type_ = 0, size_ = 0;
-    BYTE data_[4096] = {};
-};
-
-// Presses OK in the next message box of this thread (a dialog without the confirmation's check
-// box) and keeps its text.
-class MessageBoxCloser {
-  public:
-    MessageBoxCloser()
-        : thread_(GetCurrentThreadId()), worker_([this] {
-              for (; !stop_ && !closed_; Sleep(20))
-                  EnumThreadWindows(thread_, Visit, reinterpret_cast<LPARAM>(this));
-          }) {}
-    ~MessageBoxCloser() {
-        stop_ = true;
-        worker_.join();
+// A packed catalogue item: the library in 8-bit characters at 0, the name in 16-bit ones at 376.
+std::vector<BYTE> PackedItem(const std::string& library, const std::wstring& name) {
+    std::vector<BYTE> item(888, 0);
+    std::copy(library.begin(), library.end(), item.begin());
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        item[376 + 2 * i] = static_cast<BYTE>(name[i] & 0xFF);
+        item[376 + 2 * i + 1] = static_cast<BYTE>(name[i] >> 8);
     }
-    std::atomic<bool> closed_{false};
-    std::wstring text;  // read once closed_
-
-  private:
-    static BOOL CALLBACK Visit(HWND window, LPARAM self) {
-        wchar_t name[16] = {};
-        GetClassNameW(window, name, 16);
-        if (wcscmp(name, L"#32770") != 0 || !IsWindowVisible(window) || GetDlgItem(window, 22035))
-            return TRUE;
-        reinterpret_cast<MessageBoxCloser*>(self)->text = Text(GetDlgItem(window, 0xFFFF));
-        PostMessageW(window, WM_COMMAND, IDOK, 0);
-        reinterpret_cast<MessageBoxCloser*>(self)->closed_ = true;
-        return FALSE;
-    }
-    DWORD thread_;
-    std::atomic<bool> stop_{false};
-    std::thread worker_;
-};
+    return item;
+}
 
 class SystemAutostartPage : public HostedPage {
   protected:
     SystemAutostartPage() : HostedPage({}) {}
-    void SetUp() override {}  // the page comes up once the test has written its entries
 
-    // Notes what the value was, then writes text (its NULs as given).
-    void Write(const std::wstring& path, const wchar_t* name, DWORD type, const std::wstring& text,
-               bool save = true) {
-        if (save) saved_.push_back(std::make_unique<SavedMachineValue>(path, name));
-        ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, path.c_str(), name, type, text.data(),
-                                  static_cast<DWORD>(text.size() * sizeof(wchar_t))),
-                  ERROR_SUCCESS);
-    }
-    void ShowPage() {
+    void SetUp() override {
+        ASSERT_FALSE(KeyExists(kService));
+        ASSERT_FALSE(KeyExists(kDriver));
+        ASSERT_FALSE(KeyExists(kCatalogueEntry));
+        wchar_t temp[MAX_PATH];
+        GetTempPathW(MAX_PATH, temp);
+        image_ = std::wstring(temp) + L"vistrel_e2e_service.exe";
+        ASSERT_TRUE(CopyFileW(L"C:\\windows\\system32\\notepad.exe", image_.c_str(), FALSE));
+
+        made_.emplace_back(std::wstring(kService) + L"\\Parameters");
+        Set(kService, L"ImagePath", image_);
+        Set(kService, L"DisplayName", L"Vistrel E2E service");
+        Set(kService, L"Type", 16);
+        Set(kService, L"Start", 3);
+        Set((std::wstring(kService) + L"\\Parameters").c_str(), L"ServiceDll", L"x.dll");
+        made_.emplace_back(kDriver);
+        Set(kDriver, L"ImagePath", L"system32\\drivers\\vistrel_e2e.sys", REG_EXPAND_SZ);
+        Set(kDriver, L"DisplayName", L"Vistrel E2E driver");
+        Set(kDriver, L"Type", 1);
+        Set(kDriver, L"Start", 4);
+
+        made_.emplace_back(kKnownDlls);
+        knownBefore_ = Dump(kKnownDlls);
+        ASSERT_EQ(knownBefore_.find(L"[VistrelE2E]"), std::wstring::npos);
+        Set(kKnownDlls, L"VistrelE2E", L"kernel32.dll");
+        hadDllDirectory_ = knownBefore_.find(L"[DllDirectory]") != std::wstring::npos;
+        if (!hadDllDirectory_)
+            Set(kKnownDlls, L"DllDirectory", L"%SystemRoot%\\system32", REG_EXPAND_SZ);
+
+        made_.emplace_back(kCatalogueEntry);
+        const std::vector<BYTE> item =
+            PackedItem("%SystemRoot%\\system32\\mswsock.dll", L"Vistrel E2E [TCP/IP]");
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kCatalogueEntry, L"PackedCatalogItem", REG_BINARY,
+                        item.data(), static_cast<DWORD>(item.size()));
+
         ASSERT_NO_FATAL_FAILURE(HostedPage::SetUp());
         ASSERT_NO_FATAL_FAILURE(ShowAndWait());
     }
-    // The category, checked against its name and count.
-    HTREEITEM Category(const wchar_t* name, int count) {
-        HTREEITEM category = Find(tree_, name);
-        EXPECT_EQ(Label(tree_, category),
-                  std::wstring(name) + L"  (" + std::to_wstring(count) + L")");
+    void TearDown() override {
+        HostedPage::TearDown();
+        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKnownDlls, L"VistrelE2E");
+        if (!hadDllDirectory_) RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKnownDlls, L"DllDirectory");
+        made_.clear();
+        DeleteFileW(image_.c_str());
+    }
+
+    // A category found by its name under parent, checked to show as many entries as it has
+    // nodes: "name  (n)". Gives n.
+    HTREEITEM Category(const std::wstring& name, HTREEITEM parent, int* count) {
+        HTREEITEM category = Find(tree_, name + L"  (", parent);
+        EXPECT_NE(category, nullptr) << testing::PrintToString(name);
+        if (category == nullptr) return nullptr;
+        *count = 0;
+        for (HTREEITEM item = TreeView_GetChild(tree_, category); item;
+             item = TreeView_GetNextSibling(tree_, item))
+            ++*count;
+        EXPECT_EQ(Label(tree_, category), name + L"  (" + std::to_wstring(*count) + L")");
         return category;
     }
-    HTREEITEM Child(HTREEITEM parent, const std::wstring& label) {
-        for (HTREEITEM i = TreeView_GetChild(tree_, parent); i;
-             i = TreeView_GetNextSibling(tree_, i))
-            if (Label(tree_, i) == label) return i;
-        return nullptr;
-    }
-    // Selects item and presses Remove, confirming; false when Remove isn't offered.
-    bool RemoveSelected(HTREEITEM item) {
-        Select(item);
-        if (!IsWindowVisible(Button(2)) || !IsWindowEnabled(Button(2))) return false;
-        ConfirmationClicker clicker(IDOK, false);
-        PostMessageW(Button(2), BM_CLICK, 0, 0);
-        EXPECT_TRUE(PumpUntil([&] { return clicker.Clicked(); }));
-        Pump(std::chrono::milliseconds(150));
-        return true;
+    bool RemoveOffered() { return IsWindowVisible(Button(2)) && IsWindowEnabled(Button(2)); }
+    // Presses Delete on the selected entry of a category without Remove: no confirmation comes
+    // and the keys involved stay as they are.
+    void ExpectDeleteKeyChangesNothing(const std::wstring& keyPath) {
+        const std::wstring before = Dump(keyPath);
+        EXPECT_FALSE(RemoveOffered());
+        {
+            ConfirmationClicker clicker(IDCANCEL, false);
+            Key(tree_, VK_DELETE);
+            Pump(std::chrono::milliseconds(200));
+            EXPECT_FALSE(clicker.Clicked());
+        }
+        EXPECT_EQ(Dump(keyPath), before);
     }
 
-    std::vector<std::unique_ptr<SavedMachineValue>> saved_;
+    std::wstring image_, knownBefore_;
+    bool hadDllDirectory_ = false;
+    std::deque<MadeKey> made_;
 };
 
-TEST_F(SystemAutostartPage, ListValuesShowTheirEntriesAndRemoveRewritesOnlyTheChosenOne) {
-    Write(kSession, L"BootExecute", REG_MULTI_SZ,
-          L"autocheck autochk *" + std::wstring(1, kNul) + kKernel32 + L" /x" + kNul + kNul);
-    Write(kWinlogon, L"Userinit", REG_SZ,
-          L"C:\\windows\\system32\\userinit.exe," + kKernel32 + kNul);
-    // version.dll and user32.dll are separated by a blank alone: possibly one path.
-    Write(kWindows, L"AppInit_DLLs", REG_SZ, kKernel32 + L"," + kVersion + L" " + kUser32 + kNul);
-    const Dump sessionBefore = DumpOf(kSession, false), windowsBefore = DumpOf(kWindows, false);
-    ASSERT_NO_FATAL_FAILURE(ShowPage());
+TEST_F(SystemAutostartPage, ServiceShowsItsStartModeAndRemoveDeletesExactlyItsKey) {
+    HTREEITEM container = Find(tree_, L"Services and drivers");
+    ASSERT_NE(container, nullptr);
+    int services = 0, drivers = 0;
+    HTREEITEM serviceCategory = Category(L"Services", container, &services);
+    HTREEITEM driverCategory = Category(L"Drivers", container, &drivers);
+    ASSERT_TRUE(serviceCategory && driverCategory);
+    // The two leaves in their order, each with the fixture of its type only.
+    EXPECT_EQ(TreeView_GetChild(tree_, container), serviceCategory);
+    ASSERT_NE(Find(tree_, L"Vistrel E2E service", serviceCategory), nullptr);
+    EXPECT_EQ(Find(tree_, L"Vistrel E2E driver", serviceCategory), nullptr);
+    ASSERT_NE(Find(tree_, L"Vistrel E2E driver", driverCategory), nullptr);
 
-    HTREEITEM boot = Category(L"Boot execute", 2);
-    EXPECT_NE(Child(boot, L"autochk *"), nullptr);
-    HTREEITEM bootKernel = Child(boot, kKernel32 + L" /x");
-    Select(bootKernel);
-    EXPECT_NE(Pane().find(L"kernel32.dll\r\n"), std::wstring::npos) << Pane();
-    EXPECT_FALSE(RemoveSelected(Child(Category(L"Userinit", 2), kKernel32)));
+    Select(Find(tree_, L"Vistrel E2E driver", driverCategory));
+    EXPECT_EQ(Pane().rfind(L"Startup type: Disabled\r\n", 0), 0u) << Pane();
+    Select(Find(tree_, L"Vistrel E2E service", serviceCategory));
+    const std::wstring pane = Pane();
+    EXPECT_EQ(pane.rfind(L"Startup type: Manual\r\n", 0), 0u) << pane;
+    EXPECT_NE(pane.find(L"vistrel_e2e_service.exe\r\n"), std::wstring::npos) << pane;
 
-    HTREEITEM appInit = Category(L"AppInit DLLs", 3);
+    const std::wstring before = Dump(kServices);
+    ASSERT_TRUE(RemoveOffered());
     {
-        MessageBoxCloser closer;
-        ASSERT_TRUE(RemoveSelected(Child(appInit, kKernel32)));
-        ASSERT_TRUE(PumpUntil([&] { return closer.closed_.load(); }));
-        EXPECT_EQ(closer.text.rfind(L"The action could not be completed.", 0), 0u) << closer.text;
+        ConfirmationClicker clicker(IDOK, false);
+        PostMessageW(Button(2), BM_CLICK, 0, 0);
+        ASSERT_TRUE(PumpUntil([] { return !KeyExists(kService); }));
+        EXPECT_TRUE(clicker.Clicked());
     }
-    EXPECT_EQ(DumpOf(kWindows, false), windowsBefore);
-    Category(L"AppInit DLLs", 3);
-
-    ASSERT_TRUE(RemoveSelected(Child(appInit, kUser32)));
-    Dump expected = windowsBefore;
-    expected[L"|AppInit_DLLs"] = Hex(REG_SZ, kKernel32 + L", " + kVersion + L", " + kNul);
-    EXPECT_EQ(DumpOf(kWindows, false), expected);
-    EXPECT_EQ(Child(Category(L"AppInit DLLs", 2), kUser32), nullptr);
-
-    ASSERT_TRUE(RemoveSelected(bootKernel));
-    expected = sessionBefore;
-    expected[L"|BootExecute"] = Hex(REG_MULTI_SZ, L"autocheck autochk *" + std::wstring(2, kNul));
-    EXPECT_EQ(DumpOf(kSession, false), expected);
-    Category(L"Boot execute", 1);
+    Pump(std::chrono::milliseconds(100));
+    // The service's key went with its subtree; every other service is as it was.
+    EXPECT_NE(Without(before, kService), before);
+    EXPECT_EQ(Dump(kServices), Without(before, kService));
+    EXPECT_NE(GetFileAttributesW(image_.c_str()), INVALID_FILE_ATTRIBUTES);  // the image stays
+    EXPECT_EQ(Find(tree_, L"Vistrel E2E service", serviceCategory), nullptr);
+    EXPECT_EQ(Label(tree_, serviceCategory), L"Services  (" + std::to_wstring(services - 1) + L")");
 }
 
-TEST_F(SystemAutostartPage, PackagesAndScriptsAreSubKeysThatRemoveDeletesWhole) {
-    const std::wstring ours = std::wstring(kNotify) + L"\\VistrelE2E";
-    const std::wstring script = L"C:\\windows\\system32\\vistrel_e2e.cmd";
-    Write(ours, L"DllName", REG_SZ, kVersion + kNul);
-    Write(ours + L"\\Settings", L"Keep", REG_SZ, L"1", false);
-    Write(ours + L" Other", L"DllName", REG_EXPAND_SZ, L"%SystemRoot%\\system32\\user32.dll");
-    Write(kScripts + std::wstring(L"\\0"), L"Script", REG_SZ, script + kNul);
-    Write(kScripts + std::wstring(L"\\1"), L"Script", REG_SZ, script + kNul);
-    const Dump notifyBefore = DumpOf(kNotify, true), scriptsBefore = DumpOf(kScripts, true);
-    ASSERT_NO_FATAL_FAILURE(ShowPage());
+TEST_F(SystemAutostartPage, KnownDllsAreDescribedAndCannotBeRemoved) {
+    int count = 0;
+    HTREEITEM category = Category(L"Known DLLs", TVI_ROOT, &count);
+    ASSERT_NE(category, nullptr);
+    EXPECT_GE(count, 2);
+    Select(Find(tree_, L"VistrelE2E", category));
+    EXPECT_NE(Pane().find(L"kernel32.dll\r\n"), std::wstring::npos) << Pane();
+    ExpectDeleteKeyChangesNothing(kKnownDlls);
 
-    // The tree shows the package's key name, the pane the library it names.
-    HTREEITEM notify = Find(tree_, L"Winlogon notification packages");
-    int packages = 0;
-    for (HTREEITEM i = TreeView_GetChild(tree_, notify); i; i = TreeView_GetNextSibling(tree_, i))
-        ++packages;
-    Category(L"Winlogon notification packages", packages);
-    Select(Child(notify, L"VistrelE2E"));
-    EXPECT_NE(Pane().find(kVersion), std::wstring::npos) << Pane();
-    ASSERT_TRUE(RemoveSelected(Child(notify, L"VistrelE2E")));
-    Dump expected;
-    for (const auto& [line, value] : notifyBefore)
-        if (line.rfind(L"\\VistrelE2E|", 0) && line.rfind(L"\\VistrelE2E\\", 0))
-            expected[line] = value;
-    EXPECT_EQ(DumpOf(kNotify, true), expected);
-    Category(L"Winlogon notification packages", packages - 1);
-    EXPECT_NE(Child(notify, L"VistrelE2E Other"), nullptr);
+    if (!hadDllDirectory_) {
+        // The folder gets one line with the resolved path and no file details.
+        Select(Find(tree_, L"DllDirectory", category));
+        EXPECT_EQ(Pane(), L"Path: C:\\windows\\system32");
+    }
+}
 
-    // Two entries with the same script; Remove on the second deletes the second key.
-    HTREEITEM startup = Category(L"Startup scripts", 2);
-    HTREEITEM second = TreeView_GetNextSibling(tree_, Child(startup, script));
-    EXPECT_EQ(Label(tree_, second), script);
-    ASSERT_TRUE(RemoveSelected(second));
-    expected.clear();
-    for (const auto& [line, value] : scriptsBefore)
-        if (line.rfind(L"\\1|", 0)) expected[line] = value;
-    EXPECT_EQ(DumpOf(kScripts, true), expected);
-    Category(L"Startup scripts", 1);
+TEST_F(SystemAutostartPage, WinsockProviderShowsItsNameAndLibraryAndCannotBeRemoved) {
+    int count = 0;
+    HTREEITEM category = Category(L"Winsock providers", TVI_ROOT, &count);
+    ASSERT_NE(category, nullptr);
+    EXPECT_GE(count, 1);
+    Select(Find(tree_, L"Vistrel E2E [TCP/IP]", category));
+    const std::wstring pane = Pane();
+    EXPECT_NE(pane.find(L"%SystemRoot%\\system32\\mswsock.dll"), std::wstring::npos) << pane;
+    EXPECT_NE(pane.find(L"mswsock.dll\r\n"), std::wstring::npos) << pane;
+    ExpectDeleteKeyChangesNothing(kCatalogue);
 }
 
 }  // namespace
