@@ -5,6 +5,7 @@
 
 #include <hivex.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,8 @@ constexpr Status kErrorNoAccess = 998;
 // ERROR_BADDB: what the system says for a hive whose structures don't hold together.
 constexpr Status kErrorBadDb = 1009;
 // Rights that would let a handle change the key; an offline hive grants none of them.
+// Keys with more sub-keys than this get a name index; fewer are searched one by one.
+constexpr std::size_t kIndexedChildren = 16;
 constexpr std::uint32_t kWriteRights = 0x0002 | 0x0004 | 0x0020 | 0x10000 | 0x40000 | 0x80000;
 
 struct FreeText {
@@ -50,6 +53,7 @@ Hive::~Hive() {
 
 OfflineRegistry::OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user)
     : system_(system), controlSet_(controlSet) {
+    caches_.reserve(1024);
     const KeyRef machine = AddOwnKey({{u"SOFTWARE", KeyRef{&software, software.root()}},
                                       {u"SYSTEM", KeyRef{&system, system.root()}}});
     const KeyRef currentUser = user != nullptr ? KeyRef{user, user->root()} : AddOwnKey({});
@@ -77,23 +81,27 @@ Status OfflineRegistry::LoadChildren(const KeyRef& key, NodeCache** out) {
     if (cache.childrenRead) return cache.childrenStatus;
     cache.childrenRead = true;
     auto add = [&cache](std::u16string name, KeyRef child) {
-        cache.childByName.emplace(Fold(name), cache.children.size());
         cache.childNames.push_back(std::move(name));
         cache.children.push_back(child);
     };
     if (key.hive == nullptr) {
         for (const auto& [name, child] : ownKeys_[key.node].children) add(name, child);
-        return kErrorSuccess;
+    } else {
+        hive_h* h = key.hive->handle();
+        hive_node_h* nodes = hivex_node_children(h, key.node);
+        if (nodes == nullptr) return cache.childrenStatus = kErrorBadDb;
+        for (hive_node_h* at = nodes; *at != 0; ++at) {
+            CText name(hivex_node_name(h, *at));
+            // A sub-key whose name can't be read is left out rather than failing its siblings.
+            if (name) add(FromUtf8(name.get()), KeyRef{key.hive, *at});
+        }
+        std::free(nodes);
     }
-    hive_h* h = key.hive->handle();
-    hive_node_h* nodes = hivex_node_children(h, key.node);
-    if (nodes == nullptr) return cache.childrenStatus = kErrorBadDb;
-    for (hive_node_h* at = nodes; *at != 0; ++at) {
-        CText name(hivex_node_name(h, *at));
-        // A sub-key whose name can't be read is left out rather than failing its siblings.
-        if (name) add(FromUtf8(name.get()), KeyRef{key.hive, *at});
+    if (cache.childNames.size() > kIndexedChildren) {
+        cache.childByName.reserve(cache.childNames.size());
+        for (std::size_t i = 0; i < cache.childNames.size(); ++i)
+            cache.childByName.emplace(Fold(cache.childNames[i]), i);
     }
-    std::free(nodes);
     return kErrorSuccess;
 }
 
@@ -141,9 +149,17 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
         }
         NodeCache* cache = nullptr;
         if (Status s = LoadChildren(from, &cache); s != kErrorSuccess) return s;
-        auto it = cache->childByName.find(Fold(piece));
-        if (it == cache->childByName.end()) return kErrorFileNotFound;
-        from = cache->children[it->second];
+        std::size_t index = cache->childNames.size();
+        if (cache->childNames.size() > kIndexedChildren) {
+            auto it = cache->childByName.find(Fold(piece));
+            if (it != cache->childByName.end()) index = it->second;
+        } else {
+            for (std::size_t i = 0;
+                 i < cache->childNames.size() && index == cache->childNames.size(); ++i)
+                if (EqualNoCase(cache->childNames[i], piece)) index = i;
+        }
+        if (index == cache->childNames.size()) return kErrorFileNotFound;
+        from = cache->children[index];
     }
     *found = from;
     return kErrorSuccess;

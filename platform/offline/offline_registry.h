@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -83,7 +82,8 @@ class OfflineRegistry : public Registry {
         Status childrenStatus = kErrorSuccess;
         std::vector<KeyRef> children;
         std::vector<std::u16string> childNames;
-        std::unordered_map<std::u16string, std::size_t> childByName;  // folded name -> index
+        // Folded name -> index; built only for keys with many sub-keys, the others are searched.
+        std::unordered_map<std::u16string, std::size_t> childByName;
         bool valuesRead = false;
         Status valuesStatus = kErrorSuccess;
         std::vector<std::size_t> values;
@@ -110,7 +110,13 @@ class OfflineRegistry : public Registry {
     std::size_t controlSet_;
     std::vector<OwnKey> ownKeys_;
     std::vector<std::pair<RegKey, KeyRef>> roots_;
-    std::map<std::pair<const Hive*, std::size_t>, NodeCache> caches_;
+    struct CacheKeyHash {
+        std::size_t operator()(const std::pair<const Hive*, std::size_t>& k) const {
+            return std::hash<std::size_t>()(k.second * 31 +
+                                            reinterpret_cast<std::uintptr_t>(k.first));
+        }
+    };
+    std::unordered_map<std::pair<const Hive*, std::size_t>, NodeCache, CacheKeyHash> caches_;
     std::unordered_map<std::uintptr_t, Handle> handles_;
     std::uintptr_t nextHandle_ = 0x1000;
 };

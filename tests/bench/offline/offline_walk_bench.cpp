@@ -60,10 +60,11 @@ void MakeImage(const std::string& root, int services, int classIds) {
     for (int i = 0; i < classIds; ++i) {
         char name[64];
         std::snprintf(name, sizeof name, "{%08X-0000-0000-0000-000000000000}", i);
-        clsid.children.push_back(
-            {name,
-             {},
-             {{"InprocServer32", {{"", 1, Utf16(std::string("C:\\Servers\\") + name + ".dll")}}, {}}}});
+        clsid.children.push_back({name,
+                                  {},
+                                  {{"InprocServer32",
+                                    {{"", 1, Utf16(std::string("C:\\Servers\\") + name + ".dll")}},
+                                    {}}}});
     }
     software.children.push_back({"Classes", {}, {clsid}});
     software.children.push_back({"Microsoft", {}, {}});
@@ -95,12 +96,14 @@ Tally BareWalk(const std::string& root) {
         for (const char* value : {"ImagePath", "Type", "DisplayName", "Start"}) {
             hive_type type;
             std::size_t length = 0;
-            char* data = hivex_value_value(
-                system, hivex_node_get_value(system, *at, value), &type, &length);
+            char* data =
+                hivex_value_value(system, hivex_node_get_value(system, *at, value), &type, &length);
             tally.bytes += length;
+            // The services that run as processes: what the collector's leaf keeps.
+            if (std::strcmp(value, "Type") == 0 && length == 4 && (data[0] & 0x30))
+                ++tally.services;
             std::free(data);
         }
-        ++tally.services;
     }
     std::free(children);
     hivex_close(system);
@@ -137,17 +140,12 @@ Tally OfflineWalk(const std::string& root) {
         std::exit(1);
     }
     memory::ScopedMachine scoped(*machine);
+    // One leaf reads every service once, as the bare walk does; its list keeps those of its type.
     CVistrelServices_Process processes;
-    CVistrelServices_Driver drivers;
-    for (CVistrelServices_Base* leaf : {static_cast<CVistrelServices_Base*>(&processes),
-                                        static_cast<CVistrelServices_Base*>(&drivers)}) {
-        leaf->EnumerateItems(
-            [](std::int32_t, const char16_t*, CVistrelPlugin*, CVistrelPlugin*, void* context) {
-                ++static_cast<Tally*>(context)->services;
-                return true;
-            },
-            true, &tally);
-    }
+    processes.EnumerateItems(
+        [](std::int32_t, const char16_t*, CVistrelPlugin*, CVistrelPlugin*, void*) { return true; },
+        true, nullptr);
+    tally.services = processes.items.size();
     Registry& registry = machine->registry();
     RegKey clsid = nullptr;
     registry.OpenKey(kHkeyClassesRoot, u"CLSID", kKeyRead, &clsid);

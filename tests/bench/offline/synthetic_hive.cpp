@@ -28,8 +28,7 @@ class Writer {
         s[at + 1] = static_cast<char>(v >> 8 & 0xFF);
     }
 
-    std::uint32_t Key(const HiveKey& key, std::uint32_t parent, std::uint32_t security,
-                      bool root) {
+    std::uint32_t Key(const HiveKey& key, std::uint32_t parent, std::uint32_t security, bool root) {
         std::string nk(0x4C + key.name.size(), '\0');
         nk.replace(0, 2, "nk");
         Put16(nk, 2, root ? 0x2C : 0x20);
