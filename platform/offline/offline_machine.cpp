@@ -379,10 +379,13 @@ hive_node_h CurrentControlSet(Hive& system) {
     const hive_node_h select = Child(system, system.root(), "Select");
     if (select == 0) return 0;
     const hive_value_h current = hivex_node_get_value(system.handle(), select, "Current");
-    hive_type type{};
+    // Kept as a number: a crafted hive's type need not be one the library's enum names.
+    std::uint32_t type = 0;
     std::size_t length = 0;
-    if (current == 0 || hivex_value_type(system.handle(), current, &type, &length) != 0 ||
-        type != hive_t_REG_DWORD || length != 4)
+    if (current == 0 ||
+        hivex_value_type(system.handle(), current, reinterpret_cast<hive_type*>(&type), &length) !=
+            0 ||
+        type != kRegDword || length != 4)
         return 0;
     const auto number = static_cast<std::uint32_t>(hivex_value_dword(system.handle(), current));
     if (number == 0 || number > 999) return 0;

@@ -29,6 +29,16 @@ struct FreeText {
 };
 using CText = std::unique_ptr<char, FreeText>;
 
+// A value's type as the hive stores it. The library hands it out as its enum, but a crafted
+// hive can hold any number there, which the enum can't carry: it is kept as the number.
+struct RawType {
+    std::uint32_t value = 0;
+    hive_type* out() {
+        static_assert(sizeof(hive_type) == sizeof(std::uint32_t));
+        return reinterpret_cast<hive_type*>(&value);
+    }
+};
+
 }  // namespace
 
 std::unique_ptr<Hive> Hive::Open(const std::string& path, std::string* error) {
@@ -225,10 +235,10 @@ Status OfflineRegistry::QueryValue(RegKey key, const char16_t* name, std::uint32
     std::size_t value = 0;
     if (Status s = FindValue(ref, WideView(name), &value); s != kErrorSuccess) return s;
     hive_h* h = ref.hive->handle();
-    hive_type t{};
+    RawType t;
     std::size_t length = 0;
-    if (hivex_value_type(h, value, &t, &length) != 0) return kErrorBadDb;
-    if (type != nullptr) *type = static_cast<std::uint32_t>(t);
+    if (hivex_value_type(h, value, t.out(), &length) != 0) return kErrorBadDb;
+    if (type != nullptr) *type = t.value;
     if (data == nullptr) {
         if (dataBytes != nullptr) *dataBytes = static_cast<std::uint32_t>(length);
         return kErrorSuccess;
@@ -237,7 +247,7 @@ Status OfflineRegistry::QueryValue(RegKey key, const char16_t* name, std::uint32
     *dataBytes = static_cast<std::uint32_t>(length);
     if (capacity < length) return kErrorMoreData;
     if (length == 0) return kErrorSuccess;
-    CText bytes(hivex_value_value(h, value, &t, &length));
+    CText bytes(hivex_value_value(h, value, t.out(), &length));
     if (!bytes || length > capacity) return kErrorBadDb;
     std::memcpy(data, bytes.get(), length);
     *dataBytes = static_cast<std::uint32_t>(length);
@@ -259,12 +269,12 @@ Status OfflineRegistry::EnumValue(RegKey key, std::uint32_t index, char16_t* nam
     if (index >= cache->values.size()) return kErrorNoMoreItems;
     hive_h* h = ref.hive->handle();
     const hive_value_h value = cache->values[index];
-    hive_type t{};
+    RawType t;
     std::size_t length = 0;
-    if (hivex_value_type(h, value, &t, &length) != 0) return kErrorBadDb;
+    if (hivex_value_type(h, value, t.out(), &length) != 0) return kErrorBadDb;
     const std::u16string& valueName = cache->valueNames[index];
     // The type and the data size are reported even when the name or the data doesn't fit.
-    if (type != nullptr) *type = static_cast<std::uint32_t>(t);
+    if (type != nullptr) *type = t.value;
     if (valueName.size() >= *nameChars) {
         if (dataBytes != nullptr) *dataBytes = static_cast<std::uint32_t>(length);
         return kErrorMoreData;
@@ -277,7 +287,7 @@ Status OfflineRegistry::EnumValue(RegKey key, std::uint32_t index, char16_t* nam
     *dataBytes = static_cast<std::uint32_t>(length);
     if (data == nullptr || length == 0) return kErrorSuccess;
     if (capacity < length) return kErrorMoreData;
-    CText bytes(hivex_value_value(h, value, &t, &length));
+    CText bytes(hivex_value_value(h, value, t.out(), &length));
     if (!bytes || length > capacity) return kErrorBadDb;
     std::memcpy(data, bytes.get(), length);
     return kErrorSuccess;
@@ -347,11 +357,11 @@ bool OfflineRegistry::ReadValue(RegKey root, std::u16string_view path, std::u16s
     if (Resolve(root, &ref, &access) != kErrorSuccess || Walk(ref, path, &ref) != kErrorSuccess ||
         FindValue(ref, name, &value) != kErrorSuccess)
         return false;
-    hive_type t{};
+    RawType t;
     std::size_t length = 0;
-    CText data(hivex_value_value(ref.hive->handle(), value, &t, &length));
+    CText data(hivex_value_value(ref.hive->handle(), value, t.out(), &length));
     if (!data) return false;
-    *type = static_cast<std::uint32_t>(t);
+    *type = t.value;
     bytes->assign(data.get(), length);
     return true;
 }
