@@ -39,6 +39,10 @@ struct RawType {
     }
 };
 
+bool IsAscii(std::u16string_view name) {
+    return std::all_of(name.begin(), name.end(), [](char16_t c) { return c != 0 && c < 0x80; });
+}
+
 }  // namespace
 
 std::unique_ptr<Hive> Hive::Open(const std::string& path, std::string* error) {
@@ -81,11 +85,12 @@ KeyRef OfflineRegistry::AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>>
     return KeyRef{nullptr, ownKeys_.size() - 1};
 }
 
-OfflineRegistry::NodeCache& OfflineRegistry::Cache(const KeyRef& key) {
-    return caches_[{key.hive, key.node}];
+OfflineRegistry::NodeCache& OfflineRegistry::Cache(KeyRef& key) {
+    if (key.cache == nullptr) key.cache = &caches_[{key.hive, key.node}];
+    return *static_cast<NodeCache*>(key.cache);
 }
 
-Status OfflineRegistry::LoadChildren(const KeyRef& key, NodeCache** out) {
+Status OfflineRegistry::LoadChildren(KeyRef& key, NodeCache** out) {
     NodeCache& cache = Cache(key);
     *out = &cache;
     if (cache.childrenRead) return cache.childrenStatus;
@@ -107,15 +112,10 @@ Status OfflineRegistry::LoadChildren(const KeyRef& key, NodeCache** out) {
         }
         std::free(nodes);
     }
-    if (cache.childNames.size() > kIndexedChildren) {
-        cache.childByName.reserve(cache.childNames.size());
-        for (std::size_t i = 0; i < cache.childNames.size(); ++i)
-            cache.childByName.emplace(Fold(cache.childNames[i]), i);
-    }
     return kErrorSuccess;
 }
 
-Status OfflineRegistry::LoadValues(const KeyRef& key, NodeCache** out) {
+Status OfflineRegistry::LoadValues(KeyRef& key, NodeCache** out) {
     NodeCache& cache = Cache(key);
     *out = &cache;
     if (cache.valuesRead) return cache.valuesStatus;
@@ -134,17 +134,17 @@ Status OfflineRegistry::LoadValues(const KeyRef& key, NodeCache** out) {
     return kErrorSuccess;
 }
 
-Status OfflineRegistry::Resolve(RegKey key, KeyRef* ref, std::uint32_t* access) {
-    for (const auto& [root, rootRef] : roots_) {
+Status OfflineRegistry::Resolve(RegKey key, KeyRef** ref, std::uint32_t* access) {
+    for (auto& [root, rootRef] : roots_) {
         if (root == key) {
-            *ref = rootRef;
+            *ref = &rootRef;
             *access = kKeyRead;
             return kErrorSuccess;
         }
     }
     auto it = handles_.find(reinterpret_cast<std::uintptr_t>(key));
     if (it == handles_.end()) return kErrorInvalidHandle;
-    *ref = it->second.key;
+    *ref = &it->second.key;
     *access = it->second.access;
     return kErrorSuccess;
 }
@@ -157,10 +157,31 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
             from = KeyRef{&system_, controlSet_};
             continue;
         }
+        // A key with few sub-keys is searched by the hive library itself, which compares plain
+        // ASCII names the same way; listing it would cost more than the one search.
+        if (from.hive != nullptr && IsAscii(piece) &&
+            hivex_node_nr_children(from.hive->handle(), from.node) <= kIndexedChildren) {
+            const std::string ascii(piece.begin(), piece.end());
+            errno = 0;
+            const hive_node_h child =
+                hivex_node_get_child(from.hive->handle(), from.node, ascii.c_str());
+            if (child == 0) return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
+            from = KeyRef{from.hive, child};
+            continue;
+        }
         NodeCache* cache = nullptr;
         if (Status s = LoadChildren(from, &cache); s != kErrorSuccess) return s;
         std::size_t index = cache->childNames.size();
-        if (cache->childNames.size() > kIndexedChildren) {
+        if (cache->lastEnumerated < index &&
+            EqualNoCase(cache->childNames[cache->lastEnumerated], piece)) {
+            index = cache->lastEnumerated;
+        } else if (cache->childNames.size() > kIndexedChildren) {
+            if (!cache->indexed) {
+                cache->indexed = true;
+                cache->childByName.reserve(cache->childNames.size());
+                for (std::size_t i = 0; i < cache->childNames.size(); ++i)
+                    cache->childByName.emplace(Fold(cache->childNames[i]), i);
+            }
             auto it = cache->childByName.find(Fold(piece));
             if (it != cache->childByName.end()) index = it->second;
         } else {
@@ -175,7 +196,7 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
     return kErrorSuccess;
 }
 
-Status OfflineRegistry::FindValue(const KeyRef& key, std::u16string_view name, std::size_t* value) {
+Status OfflineRegistry::FindValue(KeyRef& key, std::u16string_view name, std::size_t* value) {
     NodeCache* cache = nullptr;
     if (Status s = LoadValues(key, &cache); s != kErrorSuccess) return s;
     for (std::size_t i = 0; i < cache->valueNames.size(); ++i) {
@@ -193,7 +214,7 @@ Status OfflineRegistry::OpenKey(RegKey parent, const char16_t* subKey, std::uint
     if (result == nullptr) return kErrorInvalidParameter;
     *result = nullptr;
     if (subKey != nullptr && subKey[0] == u'\\') return kErrorBadPathname;
-    KeyRef from;
+    KeyRef* from = nullptr;
     std::uint32_t parentAccess = 0;
     if (Status s = Resolve(parent, &from, &parentAccess); s != kErrorSuccess) return s;
     const std::u16string_view path = WideView(subKey);
@@ -202,7 +223,7 @@ Status OfflineRegistry::OpenKey(RegKey parent, const char16_t* subKey, std::uint
         return kErrorSuccess;
     }
     KeyRef found;
-    if (Status s = Walk(from, path, &found); s != kErrorSuccess) return s;
+    if (Status s = Walk(*from, path, &found); s != kErrorSuccess) return s;
     if (access & kWriteRights) return kErrorAccessDenied;
     const std::uintptr_t value = nextHandle_;
     nextHandle_ += 4;
@@ -227,14 +248,14 @@ Status OfflineRegistry::CloseKey(RegKey key) {
 Status OfflineRegistry::QueryValue(RegKey key, const char16_t* name, std::uint32_t* type,
                                    void* data, std::uint32_t* dataBytes) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &ref, &access); s != kErrorSuccess) return s;
     if (!(access & kKeyQueryValue)) return kErrorAccessDenied;
     if (data != nullptr && dataBytes == nullptr) return kErrorInvalidParameter;
     std::size_t value = 0;
-    if (Status s = FindValue(ref, WideView(name), &value); s != kErrorSuccess) return s;
-    hive_h* h = ref.hive->handle();
+    if (Status s = FindValue(*ref, WideView(name), &value); s != kErrorSuccess) return s;
+    hive_h* h = ref->hive->handle();
     RawType t;
     std::size_t length = 0;
     if (hivex_value_type(h, value, t.out(), &length) != 0) return kErrorBadDb;
@@ -258,16 +279,16 @@ Status OfflineRegistry::EnumValue(RegKey key, std::uint32_t index, char16_t* nam
                                   std::uint32_t* nameChars, std::uint32_t* type, void* data,
                                   std::uint32_t* dataBytes) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &ref, &access); s != kErrorSuccess) return s;
     if (!(access & kKeyQueryValue)) return kErrorAccessDenied;
     if (name == nullptr || nameChars == nullptr) return kErrorInvalidParameter;
     if (data != nullptr && dataBytes == nullptr) return kErrorInvalidParameter;
     NodeCache* cache = nullptr;
-    if (Status s = LoadValues(ref, &cache); s != kErrorSuccess) return s;
+    if (Status s = LoadValues(*ref, &cache); s != kErrorSuccess) return s;
     if (index >= cache->values.size()) return kErrorNoMoreItems;
-    hive_h* h = ref.hive->handle();
+    hive_h* h = ref->hive->handle();
     const hive_value_h value = cache->values[index];
     RawType t;
     std::size_t length = 0;
@@ -296,14 +317,15 @@ Status OfflineRegistry::EnumValue(RegKey key, std::uint32_t index, char16_t* nam
 Status OfflineRegistry::EnumKey(RegKey key, std::uint32_t index, char16_t* name,
                                 std::uint32_t* nameChars) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &ref, &access); s != kErrorSuccess) return s;
     if (!(access & kKeyEnumerateSubKeys)) return kErrorAccessDenied;
     if (name == nullptr || nameChars == nullptr) return kErrorInvalidParameter;
     NodeCache* cache = nullptr;
-    if (Status s = LoadChildren(ref, &cache); s != kErrorSuccess) return s;
+    if (Status s = LoadChildren(*ref, &cache); s != kErrorSuccess) return s;
     if (index >= cache->childNames.size()) return kErrorNoMoreItems;
+    cache->lastEnumerated = index;
     const std::u16string& childName = cache->childNames[index];
     if (childName.size() >= *nameChars) return kErrorMoreData;
     std::memcpy(name, childName.data(), childName.size() * sizeof(char16_t));
@@ -315,7 +337,7 @@ Status OfflineRegistry::EnumKey(RegKey key, std::uint32_t index, char16_t* name,
 Status OfflineRegistry::SetValue(RegKey key, const char16_t*, std::uint32_t, const void* data,
                                  std::uint32_t dataBytes) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &ref, &access); s != kErrorSuccess) return s;
     if (data == nullptr && dataBytes != 0) return kErrorNoAccess;
@@ -324,7 +346,7 @@ Status OfflineRegistry::SetValue(RegKey key, const char16_t*, std::uint32_t, con
 
 Status OfflineRegistry::DeleteValue(RegKey key, const char16_t*) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &ref, &access); s != kErrorSuccess) return s;
     return kErrorAccessDenied;
@@ -332,11 +354,11 @@ Status OfflineRegistry::DeleteValue(RegKey key, const char16_t*) {
 
 Status OfflineRegistry::DeleteTree(RegKey parent, const char16_t* subKey) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     if (Status s = Resolve(parent, &ref, &access); s != kErrorSuccess) return s;
     KeyRef found;
-    if (Status s = Walk(ref, WideView(subKey), &found); s != kErrorSuccess) return s;
+    if (Status s = Walk(*ref, WideView(subKey), &found); s != kErrorSuccess) return s;
     return kErrorAccessDenied;
 }
 
@@ -351,15 +373,17 @@ Status OfflineRegistry::AllowAllAccess(RegKey, const char16_t*) {
 bool OfflineRegistry::ReadValue(RegKey root, std::u16string_view path, std::u16string_view name,
                                 std::uint32_t* type, std::string* bytes) {
     std::lock_guard lock(mutex_);
-    KeyRef ref;
+    KeyRef* ref = nullptr;
     std::uint32_t access = 0;
     std::size_t value = 0;
-    if (Resolve(root, &ref, &access) != kErrorSuccess || Walk(ref, path, &ref) != kErrorSuccess ||
-        FindValue(ref, name, &value) != kErrorSuccess)
+    KeyRef found;
+    if (Resolve(root, &ref, &access) != kErrorSuccess ||
+        Walk(*ref, path, &found) != kErrorSuccess ||
+        FindValue(found, name, &value) != kErrorSuccess)
         return false;
     RawType t;
     std::size_t length = 0;
-    CText data(hivex_value_value(ref.hive->handle(), value, t.out(), &length));
+    CText data(hivex_value_value(found.hive->handle(), value, t.out(), &length));
     if (!data) return false;
     *type = t.value;
     bytes->assign(data.get(), length);

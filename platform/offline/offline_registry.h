@@ -44,6 +44,8 @@ class Hive {
 struct KeyRef {
     Hive* hive = nullptr;
     std::size_t node = 0;
+    // What the registry read of the node, once known; saves finding it again per call.
+    void* cache = nullptr;
 };
 
 class OfflineRegistry : public Registry {
@@ -84,6 +86,9 @@ class OfflineRegistry : public Registry {
         std::vector<std::u16string> childNames;
         // Folded name -> index; built only for keys with many sub-keys, the others are searched.
         std::unordered_map<std::u16string, std::size_t> childByName;
+        bool indexed = false;
+        // The sub-key EnumKey gave last: a walk opens it next, found without the index.
+        std::size_t lastEnumerated = 0;
         bool valuesRead = false;
         Status valuesStatus = kErrorSuccess;
         std::vector<std::size_t> values;
@@ -97,12 +102,13 @@ class OfflineRegistry : public Registry {
         std::uint32_t access = 0;
     };
 
-    NodeCache& Cache(const KeyRef& key);
-    Status LoadChildren(const KeyRef& key, NodeCache** cache);
-    Status LoadValues(const KeyRef& key, NodeCache** cache);
-    Status Resolve(RegKey key, KeyRef* ref, std::uint32_t* access);
+    NodeCache& Cache(KeyRef& key);
+    Status LoadChildren(KeyRef& key, NodeCache** cache);
+    Status LoadValues(KeyRef& key, NodeCache** cache);
+    // The stored reference of an open handle or root, so that what is learnt of it stays.
+    Status Resolve(RegKey key, KeyRef** ref, std::uint32_t* access);
     Status Walk(KeyRef from, std::u16string_view subKey, KeyRef* found);
-    Status FindValue(const KeyRef& key, std::u16string_view name, std::size_t* value);
+    Status FindValue(KeyRef& key, std::u16string_view name, std::size_t* value);
     KeyRef AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children);
 
     std::mutex mutex_;
