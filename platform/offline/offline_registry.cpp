@@ -197,6 +197,15 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
 }
 
 Status OfflineRegistry::FindValue(KeyRef& key, std::u16string_view name, std::size_t* value) {
+    // Plain ASCII names are looked up by the hive library directly, which compares them the
+    // same way and spares listing the key's values; other names need the folding below.
+    if (key.hive != nullptr && IsAscii(name)) {
+        const std::string ascii(name.begin(), name.end());
+        errno = 0;
+        *value = hivex_node_get_value(key.hive->handle(), key.node, ascii.c_str());
+        if (*value != 0) return kErrorSuccess;
+        return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
+    }
     NodeCache* cache = nullptr;
     if (Status s = LoadValues(key, &cache); s != kErrorSuccess) return s;
     for (std::size_t i = 0; i < cache->valueNames.size(); ++i) {

@@ -58,6 +58,12 @@ void Dump(Registry& registry, RegKey parent, const std::u16string& path, std::st
         *out += "  short name " + std::to_string(s) + " short data " + std::to_string(shortQuery) +
                 " " + std::to_string(shortSize) + "\n";
     }
+    std::uint32_t missingSize = 0;
+    *out +=
+        "missing value " +
+        std::to_string(registry.QueryValue(key, u"NoSuchValue", nullptr, nullptr, &missingSize)) +
+        " " + std::to_string(registry.QueryValue(key, u"N\u00C9", nullptr, nullptr, &missingSize)) +
+        "\n";
     std::vector<std::u16string> children;
     for (std::uint32_t index = 0;; ++index) {
         char16_t name[256];
