@@ -4,6 +4,10 @@
 
 #include <new>
 
+#include "collectors/files/hosts.h"
+#include "collectors/files/ini_items.h"
+#include "collectors/files/startup_items.h"
+
 namespace {
 
 // A failed allocation leaves that node out; the rest of the tree is still built.
@@ -28,7 +32,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
     Append<CVistrelWE>(children);
-    // 11: CVistrelHosts, the hosts file, joins here.
+    Append<CVistrelHosts>(children);
     // 12: CVistrelWinsock, the Winsock catalogue, joins here.
     // 13: CVistrelProcProcesses, the running processes, joins here.
 }
@@ -36,7 +40,8 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
 // CVistrelRunItems' constructor lives in run_items_container.cpp, next to its leaves' owner.
 
 CVistrelStartupItems::CVistrelStartupItems() {
-    // CVistrelStartupItemsCurrentUser, then CVistrelStartupItemsAllUsers.
+    Append<CVistrelStartupItemsCurrentUser>(children);
+    Append<CVistrelStartupItemsAllUsers>(children);
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
@@ -45,7 +50,8 @@ CVistrelLoadItems::CVistrelLoadItems() {
 }
 
 CVistrelINI::CVistrelINI() {
-    // CVistrelWinINI, then CVistrelSysINI.
+    Append<CVistrelWinINI>(children);
+    Append<CVistrelSysINI>(children);
 }
 
 CVistrelScripts::CVistrelScripts() {
