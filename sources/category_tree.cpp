@@ -7,6 +7,8 @@
 #include "collectors/files/hosts.h"
 #include "collectors/files/ini_items.h"
 #include "collectors/files/startup_items.h"
+#include "collectors/shell/file_assoc.h"
+#include "collectors/shell/installed_components.h"
 
 namespace {
 
@@ -27,7 +29,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelLoadItems>(children);
     Append<CVistrelINI>(children);
     // 5: CVistrelKnownDLLs, the known DLLs of the session manager, joins here.
-    // 6: CVistrelFileAssoc, the commands of executable file classes, joins here.
+    Append<CVistrelFileAssoc>(children);
     Append<CVistrelScripts>(children);
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
@@ -67,6 +69,6 @@ CVistrelIE::CVistrelIE() {
 }
 
 CVistrelWE::CVistrelWE() {
-    // CVistrelWEInstallededComponents first, then CVistrelWEShellExtensions and
-    // CVistrelWEShellExecHooks.
+    Append<CVistrelWEInstallededComponents>(children);
+    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
 }
