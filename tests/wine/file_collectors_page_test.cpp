@@ -1,12 +1,9 @@
 // The file collectors end to end under Wine: files and shortcuts in the real startup folders,
 // lines in win.ini, system.ini and the hosts file, all seen on the page hosted in-process. Remove
 // deletes exactly the chosen file; the INI and hosts files are put back byte for byte.
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
-#include <sstream>
 
+#include "platform/win32/win32_machine.h"
 #include "tests/support/win32/hosted_page.h"
 // After the wrapper: the process snapshot needs its types.
 #include <tlhelp32.h>
@@ -17,38 +14,19 @@ namespace {
 constexpr wchar_t kEditorKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit";
 constexpr wchar_t kWinIniKey[] = L"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows";
 
+platform::Files& Files() {
+    return platform::win32::Win32Machine().files();
+}
+const char16_t* U16(const std::wstring& text) {
+    return reinterpret_cast<const char16_t*>(text.c_str());
+}
 std::wstring SpecialFolder(int csidl) {
     wchar_t path[MAX_PATH] = {};
     SHGetFolderPathW(nullptr, csidl | CSIDL_FLAG_CREATE, nullptr, 0, path);
     return path;
 }
-
-std::string ReadBytes(const std::wstring& path) {
-    std::ifstream in(std::filesystem::path(path), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void WriteBytes(const std::wstring& path, const std::string& bytes) {
-    std::ofstream(std::filesystem::path(path), std::ios::binary | std::ios::trunc) << bytes;
-}
-
 bool Exists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-HRESULT MakeShortcut(const std::wstring& link, const wchar_t* target) {
-    IShellLinkW* shell = nullptr;
-    HRESULT hr = CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
-                                  reinterpret_cast<void**>(&shell));
-    if (FAILED(hr)) return hr;
-    IPersistFile* file = nullptr;
-    hr = shell->SetPath(target);
-    if (SUCCEEDED(hr))
-        hr = shell->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file));
-    if (SUCCEEDED(hr)) hr = file->Save(link.c_str(), TRUE);
-    if (file) file->Release();
-    shell->Release();
-    return hr;
 }
 
 void EndEditors() {
@@ -66,12 +44,17 @@ void EndEditors() {
     CloseHandle(snapshot);
 }
 
-// A text file noted at the start and put back byte for byte at the end.
-struct SavedFile {
-    explicit SavedFile(std::wstring at) : path(std::move(at)), bytes(ReadBytes(path)) {}
-    ~SavedFile() {
-        WriteBytes(path, bytes);
-        EXPECT_EQ(ReadBytes(path), bytes);
+// A text file with lines added for the test, put back byte for byte at the end.
+struct AddedLines {
+    AddedLines(std::wstring at, const std::string& lines) : path(std::move(at)) {
+        EXPECT_EQ(Files().ReadAll(U16(path), &bytes), 0);
+        EXPECT_EQ(Files().WriteAll(U16(path), bytes + lines), 0);
+    }
+    ~AddedLines() {
+        std::string now;
+        EXPECT_EQ(Files().WriteAll(U16(path), bytes), 0);
+        EXPECT_EQ(Files().ReadAll(U16(path), &now), 0);
+        EXPECT_EQ(now, bytes);
     }
     std::wstring path;
     std::string bytes;
@@ -84,26 +67,21 @@ class FileCollectorsPage : public HostedPage {
     void SetUp() override {
         EndEditors();
         CoInitialize(nullptr);
-        // One plain file and one shortcut in each startup folder.
+        // A plain file and a shortcut in each startup folder: user's [0] [1], common [2] [3].
         for (int csidl : {CSIDL_STARTUP, CSIDL_COMMON_STARTUP}) {
             const std::wstring folder = SpecialFolder(csidl);
-            ASSERT_FALSE(folder.empty());
             made_.push_back(folder + L"\\vistrel-e2e.txt");
-            WriteBytes(made_.back(), "text");
+            ASSERT_EQ(Files().WriteAll(U16(made_.back()), "text"), 0);
             made_.push_back(folder + L"\\vistrel-e2e.lnk");
-            ASSERT_EQ(MakeShortcut(made_.back(), L"C:\\windows\\system32\\notepad.exe"), S_OK);
+            ASSERT_EQ(platform::win32::Win32Machine().shell().CreateLink(
+                          U16(made_.back()), u"C:\\windows\\system32\\notepad.exe"),
+                      S_OK);
         }
-        const std::wstring windows = SpecialFolder(CSIDL_WINDOWS);
-        sysIni_.emplace(windows + L"\\system.ini");
-        hosts_.emplace(SpecialFolder(CSIDL_SYSTEM) + L"\\drivers\\etc\\hosts");
-        ASSERT_EQ(sysIni_->bytes.find("[boot]"), std::string::npos);
-        WriteBytes(
-            sysIni_->path,
-            sysIni_->bytes + "\r\n[boot]\r\nshell=no.exe\r\nShell=explorer.exe vistrel.exe\r\n");
+        sysIni_.emplace(SpecialFolder(CSIDL_WINDOWS) + L"\\system.ini",
+                        "\r\n[boot]\r\nshell=no.exe\r\nShell=explorer.exe vistrel.exe\r\n");
         // No final line feed, a tab, a comment, an alias and an IPv6 address.
-        WriteBytes(hosts_->path, hosts_->bytes +
-                                     "\n# e2e\n10.11.12.13\tvistrel-e2e alias #c\n"
-                                     "fe80::1%lo vistrel-e2e6");
+        hosts_.emplace(SpecialFolder(CSIDL_SYSTEM) + L"\\drivers\\etc\\hosts",
+                       "\n# e2e\n10.11.12.13\tvistrel-e2e alias #c\nfe80::1%lo vistrel-e2e6");
         // win.ini's section of programs lives in the registry, where the system maps it.
         winRun_.emplace(kWinIniKey, L"run");
         winLoad_.emplace(kWinIniKey, L"load");
@@ -117,51 +95,41 @@ class FileCollectorsPage : public HostedPage {
         HostedPage::TearDown();
         EndEditors();
         for (const std::wstring& path : made_) DeleteFileW(path.c_str());
-        winRun_.reset();
-        winLoad_.reset();
-        sysIni_.reset();
-        hosts_.reset();
+        winRun_.reset(), winLoad_.reset(), sysIni_.reset(), hosts_.reset();
         CoUninitialize();
     }
     std::wstring Counted(const wchar_t* name, int count) {
         return std::wstring(name) + L"  (" + std::to_wstring(count) + L")";
     }
-    // Selects the node and returns the pane's text.
     std::wstring Details(HTREEITEM node) {
         Select(node);
         return Pane();
     }
-    void Remove(HTREEITEM node, const std::wstring& path) {
-        Select(node);
-        ConfirmationClicker clicker(IDOK, false);
-        PostMessageW(Button(2), BM_CLICK, 0, 0);
-        EXPECT_TRUE(PumpUntil([&] { return !Exists(path); }));
-        Pump(std::chrono::milliseconds(100));
-    }
 
     std::vector<std::wstring> made_;
-    std::optional<SavedFile> sysIni_, hosts_;
+    std::optional<AddedLines> sysIni_, hosts_;
     std::optional<SavedValue> winRun_, winLoad_;
 };
 
 TEST_F(FileCollectorsPage, StartupFilesListedAndRemoveDeletesOnlyTheChosenOne) {
     const struct {
         const wchar_t* label;
-        std::wstring removed, kept;
-    } folders[] = {{L"Startup folder (current user)", made_[0], made_[1]},
-                   {L"Startup folder (all users)", made_[3], made_[2]}};
+        std::wstring removed, kept, link;
+    } folders[] = {{L"Startup folder (current user)", made_[0], made_[1], made_[1]},
+                   {L"Startup folder (all users)", made_[3], made_[2], made_[3]}};
     for (const auto& f : folders) {
-        SCOPED_TRACE(f.removed);
         HTREEITEM category = Find(tree_, f.label);
         ASSERT_NE(category, nullptr);
         EXPECT_EQ(Label(tree_, category), Counted(f.label, 2));
-        const std::wstring link =
-            f.removed.find(L".lnk") != std::wstring::npos ? f.removed : f.kept;
-        const std::wstring pane = Details(Find(tree_, link, category));
-        EXPECT_NE(pane.find(link), std::wstring::npos) << pane;
+        const std::wstring pane = Details(Find(tree_, f.link, category));
+        EXPECT_NE(pane.find(f.link), std::wstring::npos) << pane;
         EXPECT_NE(pane.find(L"notepad.exe"), std::wstring::npos) << pane;
 
-        Remove(Find(tree_, f.removed, category), f.removed);
+        Select(Find(tree_, f.removed, category));
+        ConfirmationClicker clicker(IDOK, false);
+        PostMessageW(Button(2), BM_CLICK, 0, 0);
+        EXPECT_TRUE(PumpUntil([&] { return !Exists(f.removed); }));
+        Pump(std::chrono::milliseconds(100));
         EXPECT_TRUE(Exists(f.kept));
         EXPECT_EQ(Find(tree_, f.removed, category), nullptr);
         EXPECT_EQ(Label(tree_, category), Counted(f.label, 1));
@@ -174,29 +142,26 @@ TEST_F(FileCollectorsPage, IniAndHostsLinesWithDetailsAndGoTo) {
     ASSERT_TRUE(win && sys && hosts);
     EXPECT_EQ(Label(tree_, win), Counted(L"win.ini", 2));
     EXPECT_EQ(Label(tree_, sys), Counted(L"system.ini", 2));
-    ASSERT_NE(Find(tree_, L"vistrel.exe", sys), nullptr);
-    EXPECT_NE(Find(tree_, L"vistrel-e2e.exe", win), nullptr);
+    EXPECT_NE(Find(tree_, L"vistrel.exe", sys), nullptr);
     EXPECT_NE(
         Details(Find(tree_, L"C:\\windows\\system32\\kernel32.dll", win)).find(L"kernel32.dll"),
         std::wstring::npos);
-
-    const std::wstring pane = Details(Find(tree_, L"vistrel-e2e", hosts));
-    EXPECT_NE(pane.find(L"10.11.12.13"), std::wstring::npos) << pane;
-    EXPECT_EQ(Find(tree_, L"alias", hosts), nullptr);
+    EXPECT_NE(Details(Find(tree_, L"vistrel-e2e", hosts)).find(L"10.11.12.13"), std::wstring::npos);
     EXPECT_NE(Details(Find(tree_, L"vistrel-e2e6", hosts)).find(L"fe80::1%lo"), std::wstring::npos);
+    EXPECT_EQ(Find(tree_, L"alias", hosts), nullptr);
 
     SavedValue lastKeyBefore(kEditorKey, L"LastKey");
+    const std::wstring expected = std::wstring(L"Computer\\HKEY_CURRENT_USER\\") + kWinIniKey;
     Select(Find(tree_, L"vistrel-e2e.exe", win));
     PostMessageW(Button(1), BM_CLICK, 0, 0);
     wchar_t lastKey[512] = {};
-    ASSERT_TRUE(PumpUntil([&] {
+    EXPECT_TRUE(PumpUntil([&] {
         DWORD size = sizeof(lastKey);
-        return RegGetValueW(HKEY_CURRENT_USER, kEditorKey, L"LastKey", RRF_RT_REG_SZ, nullptr,
-                            lastKey, &size) == ERROR_SUCCESS &&
-               std::wstring(lastKey).find(L"CurrentVersion\\Windows") != std::wstring::npos;
+        RegGetValueW(HKEY_CURRENT_USER, kEditorKey, L"LastKey", RRF_RT_REG_SZ, nullptr, lastKey,
+                     &size);
+        return expected == lastKey;
     }));
     EndEditors();
-    EXPECT_STREQ(lastKey, (std::wstring(L"Computer\\HKEY_CURRENT_USER\\") + kWinIniKey).c_str());
 }
 
 }  // namespace
