@@ -11,7 +11,8 @@ using ProfileContract = PlatformContract;
 
 TEST_P(ProfileContract, SectionLinesComeNulSeparatedWithTheirCount) {
     WriteFile(u"t.ini",
-              "[other]\r\nrun=no.exe\r\n[Boot]\r\n; note=x.exe\r\n  Shell = e.exe , f.exe \r\nSCRNSAVE.EXE=s.scr"
+              "[other]\r\nrun=no.exe\r\n[Boot]\r\n; note=x.exe\r\n  Shell = e.exe , f.exe "
+              "\r\nSCRNSAVE.EXE=s.scr"
               "\r\n\r\n[next]\r\nx=1");
     const std::u16string file = InFolder(u"t.ini");
     const struct {
