@@ -98,3 +98,12 @@ target_compile_definitions(vistrel_tests PRIVATE
 if(TARGET vistrel_wine_tests)
     target_sources(vistrel_wine_tests PRIVATE tests/wine/platform_strings.rc)
 endif()
+
+# Benchmarks run by hand under Wine (`make bench-wine`), not tests: real registry reads against
+# a bare Win32 baseline in the same run.
+file(GLOB VISTREL_WINE_BENCH_SOURCES CONFIGURE_DEPENDS tests/bench/win32/*.cpp)
+if(VISTREL_WINE_BENCH_SOURCES)
+    add_executable(vistrel_wine_bench ${VISTREL_WINE_BENCH_SOURCES})
+    vistrel_target(vistrel_wine_bench)
+    target_link_libraries(vistrel_wine_bench PRIVATE vistrel_win32)
+endif()

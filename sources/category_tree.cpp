@@ -4,11 +4,18 @@
 
 #include <new>
 
+#include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/services.h"
+#include "collectors/autostart/winsock.h"
 #include "collectors/files/hosts.h"
 #include "collectors/files/ini_items.h"
 #include "collectors/files/startup_items.h"
 #include "collectors/shell/file_assoc.h"
+#include "collectors/shell/ie_downloaded_activex.h"
+#include "collectors/shell/ie_helper_objects.h"
+#include "collectors/shell/ie_menu_extensions.h"
 #include "collectors/shell/installed_components.h"
+#include "collectors/shell/shell_extensions.h"
 
 namespace {
 
@@ -28,14 +35,14 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelStartupItems>(children);
     Append<CVistrelLoadItems>(children);
     Append<CVistrelINI>(children);
-    // 5: CVistrelKnownDLLs, the known DLLs of the session manager, joins here.
+    Append<CVistrelKnownDLLs>(children);
     Append<CVistrelFileAssoc>(children);
     Append<CVistrelScripts>(children);
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
     Append<CVistrelWE>(children);
     Append<CVistrelHosts>(children);
-    // 12: CVistrelWinsock, the Winsock catalogue, joins here.
+    Append<CVistrelWinsock>(children);
     // 13: CVistrelProcProcesses, the running processes, joins here.
 }
 
@@ -61,14 +68,18 @@ CVistrelScripts::CVistrelScripts() {
 }
 
 CVistrelServices::CVistrelServices() {
-    // CVistrelServices_Process before CVistrelServices_Driver.
+    Append<CVistrelServices_Process>(children);
+    Append<CVistrelServices_Driver>(children);
 }
 
 CVistrelIE::CVistrelIE() {
-    // CVistrelIEBHO, CVistrelIEMenuExt, then CVistrelIEDownloadedActiveX.
+    Append<CVistrelIEBHO>(children);
+    Append<CVistrelIEMenuExt>(children);
+    Append<CVistrelIEDownloadedActiveX>(children);
 }
 
 CVistrelWE::CVistrelWE() {
     Append<CVistrelWEInstallededComponents>(children);
-    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
+    Append<CVistrelWEShellExtensions>(children);
+    Append<CVistrelWEShellExecHooks>(children);
 }
