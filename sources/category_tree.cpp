@@ -5,7 +5,10 @@
 #include <new>
 
 #include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/load_items.h"
+#include "collectors/autostart/scripts.h"
 #include "collectors/autostart/services.h"
+#include "collectors/autostart/winlogon_notify.h"
 #include "collectors/autostart/winsock.h"
 #include "collectors/files/hosts.h"
 #include "collectors/files/ini_items.h"
@@ -54,8 +57,11 @@ CVistrelStartupItems::CVistrelStartupItems() {
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
-    // CVistrelLoadItemUserInit, CVistrelLoadItemCUShell, CVistrelLoadItemLMShell,
-    // CVistrelLoadItemAppInitDLLs, then CVistrelLoadItemsWinlogonNotify.
+    Append<CVistrelLoadItemUserInit>(children);
+    Append<CVistrelLoadItemCUShell>(children);
+    Append<CVistrelLoadItemLMShell>(children);
+    Append<CVistrelLoadItemAppInitDLLs>(children);
+    Append<CVistrelLoadItemsWinlogonNotify>(children);
 }
 
 CVistrelINI::CVistrelINI() {
@@ -64,7 +70,8 @@ CVistrelINI::CVistrelINI() {
 }
 
 CVistrelScripts::CVistrelScripts() {
-    // CVistrelScriptsStartup, then CVistrelScriptsShutdown.
+    Append<CVistrelScriptsStartup>(children);
+    Append<CVistrelScriptsShutdown>(children);
 }
 
 CVistrelServices::CVistrelServices() {
