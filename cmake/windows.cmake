@@ -84,7 +84,8 @@ file(GLOB_RECURSE VISTREL_WINE_TEST_SOURCES CONFIGURE_DEPENDS tests/wine/*.cpp t
 if(VISTREL_WINE_TEST_SOURCES)
     add_executable(vistrel_wine_tests ${VISTREL_WINE_TEST_SOURCES})
     vistrel_target(vistrel_wine_tests)
-    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_memory vistrel_elevation gmock gtest)
+    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_scanner vistrel_memory vistrel_elevation
+        gmock gtest)
     add_dependencies(vistrel_wine_tests dist vistrel-elevator)
     target_compile_definitions(vistrel_wine_tests PRIVATE
         VISTREL_DIST_DIR="${VISTREL_DIST}" VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
