@@ -33,6 +33,8 @@ class OfflineFiles : public Files {
     Status RemoveEmptyDirectory(const char16_t* path) override;
     bool GetAttributes(const char16_t* path, std::uint32_t* attributes) override;
     std::u16string CurrentDirectory() override;
+    std::uint32_t ReadProfileSection(const char16_t* fileName, const char16_t* section,
+                                     char16_t* buffer, std::uint32_t chars) override;
 
     // The host path of a Windows path, every component found as it is spelt on disk. On
     // failure the status is kErrorPathNotFound (a folder on the way is missing, or the path is

@@ -184,7 +184,9 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
     fs::create_directories(root + "/Users/Public");
     fs::create_directories(root + "/Program Files/App");
     if (!WriteText(root + "/Program Files/App/app.exe", AppImage()) ||
-        !WriteText(root + "/Windows/System32/drivers/beep.sys", "MZ"))
+        !WriteText(root + "/Windows/System32/drivers/beep.sys", "MZ") ||
+        !WriteText(root + "/Windows/system.ini",
+                   "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n"))
         return false;
     return WriteHive(config + "/SYSTEM", contents.system, "HKEY_LOCAL_MACHINE\\SYSTEM") &&
            WriteHive(config + "/SOFTWARE", contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE") &&

@@ -239,6 +239,12 @@ TEST_F(OfflineMachineTest, PathsVariablesAndFoldersAreTheImagesOwn) {
     EXPECT_EQ(offline->files().ReadAll(u"C:\\program files\\APP\\app.exe", &bytes), kErrorSuccess);
     EXPECT_EQ(bytes, AppImage());
     EXPECT_EQ(offline->files().ReadAll(u"C:\\Windows", &bytes), kErrorAccessDenied);
+    // Profile sections of the image's INI files; a bare name is looked for in its Windows folder.
+    char16_t section[64];
+    EXPECT_EQ(offline->files().ReadProfileSection(u"SYSTEM.INI", u"Boot", section, 64), 19u);
+    EXPECT_EQ(std::u16string(section, 19), std::u16string(u"shell=explorer.exe\0", 19));
+    EXPECT_EQ(
+        offline->files().ReadProfileSection(u"C:\\Windows\\missing.ini", u"boot", section, 64), 0u);
 
     std::vector<std::string> listed;
     FindData data;
