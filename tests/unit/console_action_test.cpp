@@ -7,7 +7,7 @@ namespace {
 
 using Actions = std::vector<std::pair<int, int>>;
 const std::string kNotAllowed = "[vistrel] [temp] action not allowed";
-constexpr std::uint32_t kEnter = 13, kDelete = 46;
+constexpr std::uint32_t kEnter = 13, kDelete = 46, kF5 = 116;
 
 class ActionTest : public ConsoleTest {
   protected:
@@ -220,6 +220,60 @@ TEST_F(ActionTest, KeysAndDoubleClicks) {
     view->Select(Node(u"alpha"));
     EXPECT_EQ(dialog->OnTreeDblClk(), 0);
     EXPECT_EQ(run->actions, (Actions{{-1, 0}, {-1, 0}}));
+}
+
+TEST_F(ActionTest, InputThroughAModalLoopIsIgnoredAndAnEntryLostMeanwhileIsLeftAlone) {
+    FakeSource* run = Filled({u"alpha", u"beta"});
+    run->outcome = {1, 1, 1};
+    const std::vector<std::string> failedBox = {"Vistrel|The action failed.|0|DLG_MSG_BOX"};
+    const struct {
+        const char* what;
+        std::function<void()> meanwhile;
+        bool acts;  // false: the entry is gone when the confirmation ends
+    } cases[] = {
+        {"F5", [this] { dialog->PreTranslateKey(kF5); }, true},
+        {"Delete", [this] { dialog->PreTranslateKey(kDelete); }, true},
+        {"Enter", [this] { dialog->PreTranslateKey(kEnter); }, true},
+        {"Refresh", [this] { dialog->OnActionButton(console::kFirstButtonId); }, true},
+        {"double click", [this] { dialog->OnTreeDblClk(); }, true},
+        {"host repopulates",
+         [this] {
+             dialog->ShowWindow(platform::kSwHide);
+             dialog->ShowWindow(platform::kSwShow);
+             EXPECT_TRUE(WaitFilled());
+             view->Select(Node(u"alpha"));
+         },
+         false},
+        {"selection moves", [this] { view->Select(Node(u"beta")); }, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        view->Select(Node(u"alpha"));
+        bool pumped = false;
+        view->duringModal = [&] {
+            if (!std::exchange(pumped, true)) c.meanwhile();
+        };
+        view->boxes.clear();
+        run->actions.clear();
+        EXPECT_TRUE(dialog->PreTranslateKey(kDelete));
+        EXPECT_TRUE(pumped);
+        EXPECT_EQ(dialog->PopulateClient(), -1);
+        EXPECT_EQ(run->actions, c.acts ? (Actions{{2, 0}}) : Actions{});
+        EXPECT_EQ(view->boxes, c.acts ? std::vector<std::string>{} : failedBox);
+        EXPECT_EQ(view->Find(u"alpha") == nullptr, c.acts);
+        // Back to both entries.
+        view->duringModal = nullptr;
+        dialog->ShowWindow(platform::kSwHide);
+        ASSERT_TRUE(ShowAndFill());
+    }
+
+    // F5 while the failure box is open starts nothing either.
+    view->Select(Node(u"alpha"));
+    run->outcome = {0, 0, 0};
+    view->duringModal = [&] { dialog->PreTranslateKey(kF5); };
+    EXPECT_TRUE(dialog->PreTranslateKey(kDelete));
+    EXPECT_EQ(dialog->PopulateClient(), -1);
+    EXPECT_EQ(view->Dump(), "*Run  (2)*\n  alpha\n  beta\n");
 }
 
 }  // namespace
