@@ -59,6 +59,7 @@ void CVistrelDlg::DestroyWindow() {
 }
 
 int CVistrelDlg::OnInitDialog() {
+    g_pageWindow.store(GetSafeHwnd());
     CreateElevatedHelperSupport();
     for (CTalButton& button : buttons) button.SetSkin(talskin::kButton);
     titleStatic.SetSkin(talskin::kTitleWithLine);
@@ -76,6 +77,7 @@ void CVistrelDlg::OnDestroy() {
     }
     provider.WaitIdle();
     DestroyElevatedHelperSupport();
+    g_pageWindow.store(nullptr);
     SetTitleIfNotEmpty(TextByKey(0, u"IDS_VISTREL_TITLE"));
     ShowRefreshOnly();
 }
