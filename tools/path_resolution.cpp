@@ -24,6 +24,7 @@ std::vector<std::u16string> s_searchFolders;
 
 constexpr std::uint32_t kExpandChars = 4096;
 constexpr std::size_t kSplitPartChars = 260;
+constexpr std::size_t kLongestName = 255;
 
 const std::vector<PrefixRow>& Prefixes() {
     if (s_prefixes.empty()) {
@@ -52,14 +53,42 @@ bool LookUpFile(const std::u16string& path) {
     return (data.attributes & platform::kFileAttributeDirectory) == 0;
 }
 
+// No Windows volume holds a name of more than 255 characters, so a path whose last part is
+// longer, without the trailing blanks and dots that Win32 drops, names no file. A part with a
+// wildcard or a colon (a stream) is asked about all the same: a pattern may match shorter names.
+bool NamesNoFile(std::u16string_view path) {
+    std::size_t end = path.size();
+    while (end > 0 && (path[end - 1] == u' ' || path[end - 1] == u'.')) --end;
+    std::size_t length = 0;
+    for (std::size_t i = end; i > 0; --i) {
+        switch (path[i - 1]) {
+            case u'\\':
+            case u'/':
+                return length > kLongestName;
+            case u'*':
+            case u'?':
+            case u'<':
+            case u'>':
+            case u'"':
+            case u':':
+                return false;
+            default:
+                ++length;
+        }
+    }
+    return length > kLongestName;
+}
+
 // The answers of one candidate's resolution. Its steps ask about the same path more than once
 // (as given and expanded when nothing was expanded, a folder that PATH names again), and each
 // question is a directory search on Windows, made for each of the hundreds of candidates that a
 // text with many blanks gives. Distinct candidates never share a question in practice, so the
-// answers are dropped with the candidate and the memory stays small.
+// answers are dropped with the candidate and the memory stays small. A name too long for any
+// volume is answered without asking: with many blanks most candidates are such names.
 class LookupMemo {
   public:
     bool IsFile(const std::u16string& path) {
+        if (NamesNoFile(path)) return false;
         // Candidates share their beginning and differ at the end: compared from there.
         for (const auto& [asked, answer] : answers_)
             if (asked.size() == path.size() &&
@@ -266,6 +295,12 @@ bool ResolveFilePath(std::u16string_view candidate, std::u16string& out, bool re
     if (IsFile(expanded)) {
         out = std::move(expanded);
         return true;
+    }
+    // Every path that the search makes ends in this name (behind a folder, before a suffix):
+    // when it is too long for any volume, so are they all, and the search's answer is known.
+    if (t_memo && NamesNoFile(expanded)) {
+        out = std::move(expanded);
+        return false;
     }
     return LocateFile(expanded, out);
 }

@@ -13,8 +13,9 @@
 // gathered so far is a file. Quoted parts are copied without their quotes and without testing.
 // true: out is the found file. false: out holds the last candidate tried, or is untouched when
 // text is null, empty or blanks only.
-// rememberAnswers: within one candidate a path is looked up once and its answer used again;
-// false asks the file system at every step. Both give the same results.
+// rememberAnswers: within one candidate a path is looked up once and its answer used again, and
+// a name longer than any volume holds isn't looked up; false asks the file system at every
+// step. Both give the same results.
 bool ResolveCommandLine(const char16_t* text, std::u16string& out, bool rememberAnswers = true);
 
 // Tests the candidate as it stands, then with its prefix replaced and its variables expanded,

@@ -103,12 +103,15 @@ TEST_F(PathResolution, RememberedAnswersGiveTheResultsOfTheStepByStepWalk) {
          {u"C:\\x\\y.com", u"C:\\Tools\\b c.bat", u"C:\\WINDOWS\\system32\\x y.exe"})
         machine_.AddFile(file);
     machine_.AddFolder(u"C:\\x\\a b");
+    // Names longer than a volume holds, unless a wildcard lets them match a shorter one.
     std::u16string manyBlanks;
-    for (int i = 0; i < 20; ++i) manyBlanks += u"w ";
+    for (int i = 0; i < 80; ++i) manyBlanks += u"w ";
+    const std::u16string expanded = u"%APP%\\" + std::u16string(300, u'q') + u" x";
+    const std::u16string pattern = u"C:\\x\\y.co" + std::u16string(300, u'*') + u" /q";
     const char16_t* texts[] = {
-        u"C:\\x\\y /q",  u"%APP%\\y -a b",  u"b c d",
-        u"x y z",        u"\\??\\C:\\x\\y", u"\"C:\\x\\a b\" c",
-        u"nothing here", u"C:\\x\\a b c  ", manyBlanks.c_str(),
+        u"C:\\x\\y /q",     u"%APP%\\y -a b",    u"b c d",        u"x y z",
+        u"\\??\\C:\\x\\y",  u"\"C:\\x\\a b\" c", u"nothing here", u"C:\\x\\a b c  ",
+        manyBlanks.c_str(), expanded.c_str(),    pattern.c_str(),
     };
     int lookups[2] = {0, 0};  // remembered, step by step
     int foundTexts = 0;
@@ -124,7 +127,7 @@ TEST_F(PathResolution, RememberedAnswersGiveTheResultsOfTheStepByStepWalk) {
         EXPECT_EQ(out[1], out[0]) << talutils::ToUtf8(text);
         foundTexts += found[0] ? 1 : 0;
     }
-    EXPECT_EQ(foundTexts, 5);
+    EXPECT_EQ(foundTexts, 6);
     EXPECT_LT(lookups[1], lookups[0] * 3 / 4);
 }
 
