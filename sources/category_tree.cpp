@@ -5,8 +5,14 @@
 #include <new>
 
 #include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/load_items.h"
+#include "collectors/autostart/scripts.h"
 #include "collectors/autostart/services.h"
+#include "collectors/autostart/winlogon_notify.h"
 #include "collectors/autostart/winsock.h"
+#include "collectors/files/hosts.h"
+#include "collectors/files/ini_items.h"
+#include "collectors/files/startup_items.h"
 #include "collectors/shell/file_assoc.h"
 #include "collectors/shell/ie_downloaded_activex.h"
 #include "collectors/shell/ie_helper_objects.h"
@@ -38,7 +44,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
     Append<CVistrelWE>(children);
-    // 11: CVistrelHosts, the hosts file, joins here.
+    Append<CVistrelHosts>(children);
     Append<CVistrelWinsock>(children);
     // 13: CVistrelProcProcesses, the running processes, joins here.
 }
@@ -46,20 +52,26 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
 // CVistrelRunItems' constructor lives in run_items_container.cpp, next to its leaves' owner.
 
 CVistrelStartupItems::CVistrelStartupItems() {
-    // CVistrelStartupItemsCurrentUser, then CVistrelStartupItemsAllUsers.
+    Append<CVistrelStartupItemsCurrentUser>(children);
+    Append<CVistrelStartupItemsAllUsers>(children);
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
-    // CVistrelLoadItemUserInit, CVistrelLoadItemCUShell, CVistrelLoadItemLMShell,
-    // CVistrelLoadItemAppInitDLLs, then CVistrelLoadItemsWinlogonNotify.
+    Append<CVistrelLoadItemUserInit>(children);
+    Append<CVistrelLoadItemCUShell>(children);
+    Append<CVistrelLoadItemLMShell>(children);
+    Append<CVistrelLoadItemAppInitDLLs>(children);
+    Append<CVistrelLoadItemsWinlogonNotify>(children);
 }
 
 CVistrelINI::CVistrelINI() {
-    // CVistrelWinINI, then CVistrelSysINI.
+    Append<CVistrelWinINI>(children);
+    Append<CVistrelSysINI>(children);
 }
 
 CVistrelScripts::CVistrelScripts() {
-    // CVistrelScriptsStartup, then CVistrelScriptsShutdown.
+    Append<CVistrelScriptsStartup>(children);
+    Append<CVistrelScriptsShutdown>(children);
 }
 
 CVistrelServices::CVistrelServices() {

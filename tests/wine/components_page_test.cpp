@@ -1,6 +1,7 @@
-// Installed components end to end under Wine: fixtures in the real registry appear on the hosted
-// page with their count and details, Remove deletes exactly the chosen component's whole key
-// through the page and its helper, and everything is put back as it was found.
+// Installed components and file-class commands end to end under Wine: fixtures in the real
+// registry appear on the hosted page with their count and details, Remove deletes exactly the
+// chosen component's whole key, Restore writes exactly the default command into the chosen class
+// key, and everything is put back as it was found.
 #include <string>
 #include <vector>
 
@@ -131,6 +132,80 @@ TEST_F(ComponentsPage, ComponentsWithACommandAppearAndRemoveDeletesExactlyOneKey
     EXPECT_EQ(SubKeys(HKEY_LOCAL_MACHINE, kComponents), expected);
     EXPECT_EQ(Child(tree_, category_, L"Vistrel E2E component"), nullptr);
     EXPECT_EQ(Label(tree_, category_), Counted(L"Installed components", listed_ - 1));
+}
+
+// The default values of the command keys of the four classes under the machine's classes, each
+// as (present, type, bytes).
+constexpr const wchar_t* kClasses[] = {L"exefile", L"comfile", L"batfile", L"piffile"};
+std::wstring MachineCommandKey(const wchar_t* cls) {
+    return L"Software\\CLASSES\\" + std::wstring(cls) + L"\\shell\\open\\command";
+}
+std::vector<std::wstring> DumpCommands() {
+    std::vector<std::wstring> dump;
+    for (const wchar_t* cls : kClasses) {
+        BYTE data[8192];
+        DWORD size = sizeof data, type = 0;
+        const bool present =
+            RegGetValueW(HKEY_LOCAL_MACHINE, MachineCommandKey(cls).c_str(), nullptr,
+                         RRF_RT_ANY | RRF_NOEXPAND, &type, data, &size) == ERROR_SUCCESS;
+        dump.push_back(present ? std::to_wstring(type) + L":" +
+                                     std::wstring(reinterpret_cast<wchar_t*>(data), size / 2)
+                               : L"absent");
+    }
+    return dump;
+}
+
+class FileAssocPage : public HostedPage {
+  protected:
+    FileAssocPage() : HostedPage({}) {}
+    void SetUp() override {
+        found_ = DumpCommands();
+        pifKeyExisted_ = KeyExists(HKEY_LOCAL_MACHINE, MachineCommandKey(L"piffile"));
+        Write(HKEY_LOCAL_MACHINE, MachineCommandKey(L"piffile"), nullptr, REG_EXPAND_SZ,
+              L"C:\\vistrel_e2e\\hijack.exe \"%1\" %*");
+        ASSERT_NO_FATAL_FAILURE(HostedPage::SetUp());
+        ASSERT_NO_FATAL_FAILURE(ShowAndWait());
+    }
+    void TearDown() override {
+        HostedPage::TearDown();
+        const std::wstring key = MachineCommandKey(L"piffile");
+        if (!pifKeyExisted_)
+            RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"Software\\CLASSES\\piffile");
+        else if (found_[3] == L"absent")
+            RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr);
+        else
+            RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), nullptr,
+                            std::stoul(found_[3].substr(0, found_[3].find(L':'))),
+                            found_[3].c_str() + found_[3].find(L':') + 1,
+                            DWORD((found_[3].size() - found_[3].find(L':') - 1) * 2));
+        EXPECT_EQ(DumpCommands(), found_);
+    }
+    HTREEITEM PifNode() {
+        HTREEITEM category = Find(tree_, L"Program file associations");
+        return category ? Child(tree_, category, MachineCommandKey(L"piffile")) : nullptr;
+    }
+
+    std::vector<std::wstring> found_;
+    bool pifKeyExisted_ = false;
+};
+
+TEST_F(FileAssocPage, RestoreWritesExactlyTheDefaultCommandIntoTheChosenClass) {
+    Select(PifNode());
+    EXPECT_NE(Pane().find(L"Current command: C:\\vistrel_e2e\\hijack.exe \"%1\" %*\r\n"
+                          L"Default command: \"%1\" %*"),
+              std::wstring::npos)
+        << Pane();
+    // Refresh, Go to and Restore (action 3); no Remove.
+    EXPECT_FALSE(IsWindowVisible(Button(2)));
+    ASSERT_TRUE(IsWindowVisible(Button(3)));
+    std::vector<std::wstring> expected = DumpCommands();
+    expected[3] = std::to_wstring(REG_SZ) + L":\"%1\" %*" + std::wstring(1, L'\0');
+    PostMessageW(Button(3), BM_CLICK, 0, 0);
+    ASSERT_TRUE(PumpUntil([&] { return DumpCommands() == expected; }));
+    // The page reads again and shows the class with its default command.
+    ASSERT_TRUE(PumpUntil([&] { return Filled() && PifNode(); }));
+    Select(PifNode());
+    EXPECT_NE(Pane().find(L"Current command: \"%1\" %*\r\n"), std::wstring::npos) << Pane();
 }
 
 }  // namespace
