@@ -1,5 +1,8 @@
-# The cross build: the real Win32 backend, vistrel.dll with its resources, the console host, and
-# test programs that CTest runs under Wine in a prefix of this build tree.
+#The cross build : the real Win32 backend, vistrel.dll with its resources, the console host, and
+#test programs that CTest runs under Wine in a prefix of this build tree.
+#The toolchain file acts at the first configuration only, yet `make windows` names it every time:
+#reading it here keeps a later configuration from warning that it went unused.
+message(VERBOSE "toolchain file: ${CMAKE_TOOLCHAIN_FILE}")
 enable_language(RC)
 set(CMAKE_RC_FLAGS "${CMAKE_RC_FLAGS} -I${PROJECT_SOURCE_DIR}")
 
@@ -8,7 +11,7 @@ configure_file(${PROJECT_SOURCE_DIR}/scripts/wine-exec.in ${CMAKE_BINARY_DIR}/wi
     FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_BINARY_DIR}/wine-exec)
 
-# Real Win32 backend of the platform layer.
+#Real Win32 backend of the platform layer.
 file(GLOB VISTREL_WIN32_SOURCES CONFIGURE_DEPENDS platform/win32/*.cpp)
 add_library(vistrel_win32 STATIC ${VISTREL_WIN32_SOURCES})
 vistrel_target(vistrel_win32)

@@ -13,6 +13,7 @@ constexpr std::uint32_t kVkEscape = 27;
 constexpr std::uint32_t kVkDelete = 46;
 constexpr std::uint32_t kVkF5 = 116;
 constexpr std::int32_t kActionDefault = -1;
+constexpr std::int32_t kActionRefresh = 0;
 constexpr std::int32_t kActionRemove = 2;
 }  // namespace
 
@@ -58,6 +59,7 @@ void CVistrelDlg::DestroyWindow() {
 }
 
 int CVistrelDlg::OnInitDialog() {
+    g_pageWindow.store(GetSafeHwnd());
     CreateElevatedHelperSupport();
     for (CTalButton& button : buttons) button.SetSkin(talskin::kButton);
     titleStatic.SetSkin(talskin::kTitleWithLine);
@@ -75,6 +77,7 @@ void CVistrelDlg::OnDestroy() {
     }
     provider.WaitIdle();
     DestroyElevatedHelperSupport();
+    g_pageWindow.store(nullptr);
     SetTitleIfNotEmpty(TextByKey(0, u"IDS_VISTREL_TITLE"));
     ShowRefreshOnly();
 }
@@ -104,6 +107,8 @@ std::intptr_t CVistrelDlg::OnTreeDblClk() {
 }
 
 void CVistrelDlg::OnActionButton(std::uint32_t commandId) {
+    // A running action may be using the elevated helper.
+    if (actionRunning_) return;
     RunAction(static_cast<std::int32_t>(commandId - console::kFirstButtonId));
     ReleaseHelperWhenIdle();
 }
@@ -118,11 +123,9 @@ bool CVistrelDlg::PreTranslateKey(std::uint32_t virtualKey) {
         case kVkDelete:
             RunAction(kActionRemove);
             return true;
-        case kVkF5: {
-            std::lock_guard<std::recursive_mutex> guard(lock);
-            StartPopulate(true);
+        case kVkF5:
+            RunAction(kActionRefresh);
             return true;
-        }
         default:
             return false;
     }

@@ -68,6 +68,10 @@ class CVistrelDlg : public CTalDialog, public TextForControl {
                       bool spaced);
 
     // --- actions ---
+    // Every gesture ends here (F5 and Refresh too). While an action runs, its confirmation,
+    // its message box and the source's DoAction may run a message loop that lets queued input
+    // reach the page: such input is ignored, so it can neither start a second action nor free
+    // the records the running one works on.
     void RunAction(std::int32_t action);
     bool IsActionAllowed(const ItemRecord& record, std::int32_t action);
     bool ConfirmAction(std::int32_t action);
@@ -87,6 +91,11 @@ class CVistrelDlg : public CTalDialog, public TextForControl {
     void ReleaseHelperWhenIdle();
     void HideAllButtons();
     void ShowRefreshOnly();
+    // The failure message box (texts 22483 and 22484).
+    void ShowFailure();
+    // After a message loop: the node is still the selection, holds the same record, and no
+    // population has replaced the records since `population` was read.
+    bool StillSelected(console::TreeNode node, const ItemRecord* record, std::uint64_t population);
 
     std::recursive_mutex lock;
     std::u16string detailsText;
@@ -96,5 +105,7 @@ class CVistrelDlg : public CTalDialog, public TextForControl {
     CTreeItemsProvider provider;
     std::int32_t populateClient = -1;
     PopulateData* populateData = nullptr;
+    bool actionRunning_ = false;
+    std::uint64_t population_ = 0;  // counts the starts of populations, each frees the records
     std::unique_ptr<console::IVistrelView> view_;
 };

@@ -8,6 +8,9 @@
 
 namespace {
 constexpr char16_t kNotAllowed[] = u"[vistrel] [temp] action not allowed";
+constexpr char16_t kIgnored[] = u"[vistrel] [temp] input ignored while an action runs";
+constexpr char16_t kEntryLost[] =
+    u"[vistrel] [error] the entry was replaced while the action waited; nothing done";
 constexpr std::int32_t kActionRefresh = 0;
 constexpr std::int32_t kActionRemove = 2;
 constexpr std::intptr_t kIdOk = 1;
@@ -18,6 +21,17 @@ constexpr std::size_t kLastTextCapacity = 1u << 20;
 
 void CVistrelDlg::RunAction(std::int32_t action) {
     std::lock_guard<std::recursive_mutex> guard(lock);
+    // The lock is recursive, so it lets through what the running action's modal loop
+    // dispatches on this same thread; the flag does not.
+    if (actionRunning_) {
+        g_trace.Trace(kIgnored);
+        return;
+    }
+    actionRunning_ = true;
+    struct Finished {
+        bool& flag;
+        ~Finished() { flag = false; }
+    } finished{actionRunning_};
     if (action == kActionRefresh) {
         StartPopulate(true);
         return;
@@ -36,8 +50,16 @@ void CVistrelDlg::RunAction(std::int32_t action) {
     // A selected record means the last population has delivered; its worker may still be on
     // its way out, releasing the elevated helper that DoAction is about to use.
     provider.WaitIdle();
+    const std::uint64_t population = population_;
     if (!IsActionAllowed(*record, action) || !ConfirmAction(action)) {
         g_trace.Trace(kNotAllowed);
+        return;
+    }
+    // The host's answer and the confirmation ran message loops: a population the host started
+    // meanwhile has freed the record, so it is found again before it is used.
+    if (!StillSelected(node, record, population)) {
+        g_trace.Trace(kEntryLost);
+        ShowFailure();
         return;
     }
 
@@ -49,9 +71,7 @@ void CVistrelDlg::RunAction(std::int32_t action) {
                                     : record->owner->DoAction(
                                           action, static_cast<std::int32_t>(record->index), &flags);
     if (flags.succeeded == 0) {
-        const std::u16string title = TextById(22483);
-        const std::u16string text = TextById(22484);
-        view_->MessageBox(title, text, 0, talskin::kMessageBox);
+        ShowFailure();
         return;
     }
     if (!done) return;
@@ -63,9 +83,23 @@ void CVistrelDlg::RunAction(std::int32_t action) {
         g_trace.Trace(u"Vistrel:PopulateSubTree: local refresh not implemented yet.");
         return;
     }
+    // DoAction may have waited in a message loop too (the elevation prompt).
+    if (!StillSelected(node, record, population)) return;
     console::TreeNode parent = view_->GetParentNode(node);
     view_->DeleteNode(node);
     DecrementItemCount(parent);
+}
+
+bool CVistrelDlg::StillSelected(console::TreeNode node, const ItemRecord* record,
+                                std::uint64_t population) {
+    return population == population_ && view_->GetSelectedNode() == node &&
+           view_->GetNodeRecord(node) == record;
+}
+
+void CVistrelDlg::ShowFailure() {
+    const std::u16string title = TextById(22483);
+    const std::u16string text = TextById(22484);
+    view_->MessageBox(title, text, 0, talskin::kMessageBox);
 }
 
 bool CVistrelDlg::IsActionAllowed(const ItemRecord& record, std::int32_t action) {

@@ -36,6 +36,7 @@ void CVistrelDlg::StartPopulate(bool elevated) {
             u"populate in progress.");
         return;
     }
+    ++population_;
     view_->DeleteAllNodes();
     HideAllButtons();
     view_->SetPaneText(u"");

@@ -10,6 +10,7 @@ CVistrelMainPlugin* g_rootSource = nullptr;
 _TDFILE* g_textFile = nullptr;
 vistrel::HostCallback g_hostService = nullptr;
 CVistrelDlg* g_dialog = nullptr;
+std::atomic<platform::WindowHandle> g_pageWindow{nullptr};
 
 namespace {
 

@@ -1,11 +1,13 @@
 // The module-wide objects: one of each per loaded library, reached directly by every layer.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 #include "include/vistrel/host.h"
 #include "libs/talutils/tal_debug.h"
 #include "libs/talutils/tdfile.h"
+#include "platform/types.h"
 
 class CVistrelMainPlugin;
 class CVistrelDlg;
@@ -22,6 +24,9 @@ extern _TDFILE* g_textFile;
 extern vistrel::HostCallback g_hostService;
 // The page object: command 0 makes it when the host has a service, command 1 deletes it.
 extern CVistrelDlg* g_dialog;
+// The page's window while it exists, null otherwise: the owner of the elevation prompt. The page
+// sets it on the dialog's thread; workers that ask for the elevated helper read it.
+extern std::atomic<platform::WindowHandle> g_pageWindow;
 // The descriptor the host reads through command 2.
 extern vistrel::PluginDescriptor g_descriptor;
 // The record the host reads through command 8.

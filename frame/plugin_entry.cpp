@@ -70,9 +70,7 @@ bool HasPageWindow() {
     return g_dialog != nullptr && g_dialog->GetSafeHwnd() != nullptr;
 }
 
-}  // namespace
-
-std::uint64_t ProcessData(std::uint32_t command, std::uintptr_t argument) {
+std::uint64_t Dispatch(std::uint32_t command, std::uintptr_t argument) {
     switch (command) {
         case vistrel::kCommandInitialise:
             return Initialise(reinterpret_cast<const vistrel::HostContext*>(argument));
@@ -98,5 +96,17 @@ std::uint64_t ProcessData(std::uint32_t command, std::uintptr_t argument) {
             return AddressOf(&g_command8Record);
         default:
             return 0;
+    }
+}
+
+}  // namespace
+
+std::uint64_t ProcessData(std::uint32_t command, std::uintptr_t argument) {
+    // The host gets a status, never an exception: a C caller can't catch one. The objects use
+    // non-throwing allocation; this catches what the standard containers throw.
+    try {
+        return Dispatch(command, argument);
+    } catch (const std::bad_alloc&) {
+        return 0;
     }
 }

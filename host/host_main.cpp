@@ -207,8 +207,9 @@ void FinishPrint(bool filled) {
     PostMessageW(g_host.main, WM_CLOSE, 0, 0);
 }
 
-// The page is filled when its title leaves the waiting text; a language file without a
-// waiting text falls back to a tree whose node count holds still for a second.
+// The page is filled when its title leaves the waiting text or, when the title never changes (no
+// language file, so no waiting text), when its tree has nodes and their count holds still for a
+// second: a population fills the tree in one pass.
 void Poll() {
     ++g_host.polls;
     HWND tree = GetDlgItem(g_host.page, kTreeId);
@@ -217,7 +218,7 @@ void Poll() {
     g_host.lastCount = count;
     const std::wstring title = WindowText(GetDlgItem(g_host.page, kTitleId));
     const bool titleDone = !g_host.waitingTitle.empty() && title != g_host.waitingTitle;
-    const bool stable = g_host.waitingTitle.empty() && g_host.stablePolls >= 10;
+    const bool stable = g_host.stablePolls >= 10;
     if (titleDone || stable || g_host.polls > kGiveUpPolls) {
         KillTimer(g_host.main, kPollTimer);
         // Let the last paint of the page happen before the screenshot.

@@ -45,6 +45,8 @@ class Processes {
     virtual bool GetOsVersion(std::uint32_t* major, std::uint32_t* minor) = 0;
     // TokenElevation and TokenElevationType of the process token. False when not readable.
     virtual bool GetTokenElevation(bool* elevated, int* elevationType) = 0;
+    // GetTickCount: milliseconds since the system started, wrapping after 49.7 days.
+    virtual std::uint32_t TickCount() = 0;
 };
 
 }  // namespace platform

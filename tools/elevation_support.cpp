@@ -1,6 +1,7 @@
 #include "tools/elevation_support.h"
 
-#include "console/vistrel_dlg.h"
+#include <new>
+
 #include "frame/module_objects.h"
 #include "sources/plugin.h"
 
@@ -33,8 +34,7 @@ IElevatedHelper* CElevatedHelperSupport::GetElevatedHelper(bool elevated, bool f
         if (elevated) {
             g_trace.Trace(
                 u"CElevatedHelperSupport::GetElevatedHelper_Impl: Getting proper helper.");
-            platform::WindowHandle parent = g_dialog ? g_dialog->GetSafeHwnd() : nullptr;
-            status = CElevatedHelperFactory::GetProperHelperForOS(parent, &field);
+            status = CElevatedHelperFactory::GetProperHelperForOS(g_pageWindow.load(), &field);
         } else {
             TraceDirectRequest();
             status = CElevatedHelperFactory::GetDirectHelper(&field);
@@ -69,7 +69,9 @@ void CElevatedHelperSupport::ReleaseAllHelpers() {
 
 void CreateElevatedHelperSupport() {
     DestroyElevatedHelperSupport();
-    g_elevatedHelperSupport = new CElevatedHelperSupport();
+    // Runs inside the page's dialog procedure, where nothing may throw; without an instance
+    // every request gives null, which the callers report.
+    g_elevatedHelperSupport = new (std::nothrow) CElevatedHelperSupport();
 }
 
 void DestroyElevatedHelperSupport() {

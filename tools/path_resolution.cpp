@@ -1,7 +1,10 @@
 #include "tools/path_resolution.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "frame/module_objects.h"
 #include "libs/talutils/text_utils.h"
@@ -21,6 +24,7 @@ std::vector<std::u16string> s_searchFolders;
 
 constexpr std::uint32_t kExpandChars = 4096;
 constexpr std::size_t kSplitPartChars = 260;
+constexpr std::size_t kLongestName = 255;
 
 const std::vector<PrefixRow>& Prefixes() {
     if (s_prefixes.empty()) {
@@ -42,12 +46,85 @@ const std::vector<std::u16string>& Extensions() {
     return s_extensions;
 }
 
-// The only test of existence: an entry that FindFirst finds and that isn't a folder.
-bool IsFile(const std::u16string& path) {
+bool LookUpFile(const std::u16string& path) {
     platform::FindData data;
     platform::UniqueFind find(platform::machine().files().FindFirst(path.c_str(), &data));
     if (!find) return false;
     return (data.attributes & platform::kFileAttributeDirectory) == 0;
+}
+
+// No Windows volume holds a name of more than 255 characters, so a path whose last part is
+// longer, without the trailing blanks and dots that Win32 drops, names no file. A part with a
+// wildcard or a colon (a stream) is asked about all the same: a pattern may match shorter names.
+bool NamesNoFile(std::u16string_view path) {
+    std::size_t end = path.size();
+    while (end > 0 && (path[end - 1] == u' ' || path[end - 1] == u'.')) --end;
+    std::size_t length = 0;
+    for (std::size_t i = end; i > 0; --i) {
+        switch (path[i - 1]) {
+            case u'\\':
+            case u'/':
+                return length > kLongestName;
+            case u'*':
+            case u'?':
+            case u'<':
+            case u'>':
+            case u'"':
+            case u':':
+                return false;
+            default:
+                ++length;
+        }
+    }
+    return length > kLongestName;
+}
+
+// The answers of one candidate's resolution. Its steps ask about the same path more than once
+// (as given and expanded when nothing was expanded, a folder that PATH names again), and each
+// question is a directory search on Windows, made for each of the hundreds of candidates that a
+// text with many blanks gives. Distinct candidates never share a question in practice, so the
+// answers are dropped with the candidate and the memory stays small. A name too long for any
+// volume is answered without asking: with many blanks most candidates are such names.
+class LookupMemo {
+  public:
+    bool IsFile(const std::u16string& path) {
+        if (NamesNoFile(path)) return false;
+        // Candidates share their beginning and differ at the end: compared from there.
+        for (const auto& [asked, answer] : answers_)
+            if (asked.size() == path.size() &&
+                std::equal(asked.rbegin(), asked.rend(), path.rbegin()))
+                return answer;
+        const bool answer = LookUpFile(path);
+        answers_.emplace_back(path, answer);
+        return answer;
+    }
+
+  private:
+    std::vector<std::pair<std::u16string, bool>> answers_;
+};
+
+thread_local LookupMemo* t_memo = nullptr;
+
+// Installs a memo for one candidate unless one is there (or answers are not to be kept).
+class MemoScope {
+  public:
+    explicit MemoScope(bool remember) : installed_(remember && t_memo == nullptr) {
+        if (installed_) t_memo = &memo_;
+    }
+    ~MemoScope() {
+        if (installed_) t_memo = nullptr;
+    }
+    MemoScope(const MemoScope&) = delete;
+    MemoScope& operator=(const MemoScope&) = delete;
+
+  private:
+    LookupMemo memo_;
+    bool installed_;
+};
+
+// The only test of existence: an entry that FindFirst finds and that isn't a folder.
+bool IsFile(const std::u16string& path) {
+    return t_memo ? t_memo->IsFile(path) : LookUpFile(path);
 }
 
 // ExpandEnvironmentStringsW into 4096 characters, or into exactly what a longer text needs.
@@ -204,7 +281,8 @@ bool NormalizePathPrefix(std::u16string_view text, std::u16string& out) {
     return true;
 }
 
-bool ResolveFilePath(std::u16string_view candidate, std::u16string& out) {
+bool ResolveFilePath(std::u16string_view candidate, std::u16string& out, bool rememberAnswers) {
+    MemoScope memo(rememberAnswers);
     std::u16string asGiven(candidate);
     if (IsFile(asGiven)) {
         out = std::move(asGiven);
@@ -218,10 +296,16 @@ bool ResolveFilePath(std::u16string_view candidate, std::u16string& out) {
         out = std::move(expanded);
         return true;
     }
+    // Every path that the search makes ends in this name (behind a folder, before a suffix):
+    // when it is too long for any volume, so are they all, and the search's answer is known.
+    if (t_memo && NamesNoFile(expanded)) {
+        out = std::move(expanded);
+        return false;
+    }
     return LocateFile(expanded, out);
 }
 
-bool ResolveCommandLine(const char16_t* text, std::u16string& out) {
+bool ResolveCommandLine(const char16_t* text, std::u16string& out, bool rememberAnswers) {
     if (text == nullptr) return false;
     const char16_t* p = text;
     while (*p == u' ') ++p;
@@ -232,12 +316,12 @@ bool ResolveCommandLine(const char16_t* text, std::u16string& out) {
             while (*p && *p != u'"') gathered.push_back(*p++);
             if (*p == u'"') ++p;
         } else if (*p == u' ') {
-            if (!gathered.empty() && ResolveFilePath(gathered, out)) return true;
+            if (!gathered.empty() && ResolveFilePath(gathered, out, rememberAnswers)) return true;
             gathered.push_back(*p++);
         } else {
             gathered.push_back(*p++);
         }
     }
     if (gathered.empty()) return false;
-    return ResolveFilePath(gathered, out);
+    return ResolveFilePath(gathered, out, rememberAnswers);
 }

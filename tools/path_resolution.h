@@ -13,11 +13,15 @@
 // gathered so far is a file. Quoted parts are copied without their quotes and without testing.
 // true: out is the found file. false: out holds the last candidate tried, or is untouched when
 // text is null, empty or blanks only.
-bool ResolveCommandLine(const char16_t* text, std::u16string& out);
+// rememberAnswers: within one candidate a path is looked up once and its answer used again, and
+// a name longer than any volume holds isn't looked up; false asks the file system at every
+// step. Both give the same results.
+bool ResolveCommandLine(const char16_t* text, std::u16string& out, bool rememberAnswers = true);
 
 // Tests the candidate as it stands, then with its prefix replaced and its variables expanded,
 // then through LocateFile. false: out is the candidate normalised and expanded.
-bool ResolveFilePath(std::u16string_view candidate, std::u16string& out);
+bool ResolveFilePath(std::u16string_view candidate, std::u16string& out,
+                     bool rememberAnswers = true);
 
 // Replaces a known prefix ("\SystemRoot", "\??\", "file://", ...) at the start of text. Always
 // true; out is text itself when no prefix matches.

@@ -8,7 +8,3 @@
 // initialised, or any step of reading the link fails): out is untouched. linkPath is cut at
 // 259 characters before it is loaded; null gives false.
 bool ResolveLink(const char16_t* linkPath, std::u16string& out);
-
-// The millisecond clock of the timing line; null puts back the steady clock. For tests.
-using LinkTickSource = std::uint32_t (*)();
-LinkTickSource SetLinkTickSource(LinkTickSource source);

@@ -1,6 +1,7 @@
 #include "console/win32/install.h"
 
 #include <atomic>
+#include <new>
 
 #include "console/view_factory.h"
 #include "console/win32/win32_view.h"
@@ -10,7 +11,9 @@ namespace {
 std::atomic<void*> g_moduleHandle{nullptr};
 
 std::unique_ptr<IVistrelView> MakeWin32View(CVistrelDlg& dialog) {
-    return std::make_unique<CWin32VistrelView>(dialog, g_moduleHandle.load());
+    // Reached from process_data, which answers with a status: no allocation may throw there.
+    return std::unique_ptr<IVistrelView>(new (std::nothrow)
+                                             CWin32VistrelView(dialog, g_moduleHandle.load()));
 }
 }  // namespace
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <unordered_map>
 
 namespace console::win32 {
@@ -18,7 +19,13 @@ class CTreeCtrlEx {
     static constexpr const char16_t* kClassName = u"CTreeCtrlEx";
     static constexpr std::size_t kBuckets = 17;
 
-    explicit CTreeCtrlEx(void* window) : window_(window), colours_(kBuckets) {}
+    // The table's buckets are made when they can be; without them it is merely empty.
+    explicit CTreeCtrlEx(void* window) noexcept : window_(window) {
+        try {
+            colours_.rehash(kBuckets);
+        } catch (const std::bad_alloc&) {
+        }
+    }
     void* Window() const { return window_; }
     std::size_t ColourEntries() const { return colours_.size(); }
 

@@ -1,6 +1,7 @@
 #include "console/win32/win32_view.h"
 
 #include <atomic>
+#include <new>
 #include <vector>
 
 #include "console/vistrel_dlg.h"
@@ -307,7 +308,8 @@ void CWin32VistrelView::OnCreated(void* window) {
     window_.store(window);
     tree_ = GetDlgItem(page, static_cast<int>(kTreeId));
     delete treeCtrl_;
-    treeCtrl_ = new CTreeCtrlEx(tree_);
+    // Inside the dialog procedure, so nothing may throw: the page works without the table.
+    treeCtrl_ = new (std::nothrow) CTreeCtrlEx(tree_);
     for (int p = 0; p < kButtonCount; ++p)
         buttons_[p] = GetDlgItem(page, static_cast<int>(kFirstButtonId) + p);
     InstallKeyHook(this);

@@ -109,6 +109,8 @@ class MemoryMachine : public Machine {
     void SetOsVersion(std::uint32_t major, std::uint32_t minor);
     void FailOsVersion();
     void SetTokenElevation(bool elevated, int elevationType);
+    // TickCount gives start, then each reading step milliseconds more (wrapping). Fresh: 0, 0.
+    void SetTickCount(std::uint32_t start, std::uint32_t step);
     void AddProcess(std::uint32_t processId, std::u16string_view imageName);
     void FailStart(Status status);
     void FailTerminate(std::uint32_t processId, Status status);

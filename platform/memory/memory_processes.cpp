@@ -73,6 +73,13 @@ bool MemoryProcesses::GetTokenElevation(bool* isElevated, int* type) {
     return true;
 }
 
+std::uint32_t MemoryProcesses::TickCount() {
+    Lock lock(state_.mutex);
+    const std::uint32_t now = ticks;
+    ticks += tickStep;
+    return now;
+}
+
 }  // namespace platform::memory::detail
 
 namespace platform::memory {
@@ -84,6 +91,12 @@ void MemoryMachine::SetOsVersion(std::uint32_t major, std::uint32_t minor) {
     state_->processes.osVersionReadable = true;
     state_->processes.osMajor = major;
     state_->processes.osMinor = minor;
+}
+
+void MemoryMachine::SetTickCount(std::uint32_t start, std::uint32_t step) {
+    Lock lock(state_->mutex);
+    state_->processes.ticks = start;
+    state_->processes.tickStep = step;
 }
 
 void MemoryMachine::FailOsVersion() {

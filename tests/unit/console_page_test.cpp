@@ -11,6 +11,7 @@ class PageTest : public ConsoleTest {};
 TEST_F(PageTest, ButtonsAfterCreationAFillAndEachMask) {
     FakeSource* run = AddTop(MakeCategory(30000, {u"alpha"}));
     ASSERT_TRUE(CreatePage());
+    EXPECT_EQ(g_pageWindow.load(), dialog->GetSafeHwnd());
     EXPECT_TRUE(view->VisibleButtons().empty());
     EXPECT_EQ(view->title, u"Current system settings");
     EXPECT_EQ(dialog->PopulateClient(), -1);
@@ -46,6 +47,8 @@ TEST_F(PageTest, ButtonsAfterCreationAFillAndEachMask) {
         for (std::size_t p = c.visible.size(); p < console::kButtonCount; ++p)
             EXPECT_FALSE(view->buttons[p].enabled) << p;
     }
+    dialog->DestroyWindow();
+    EXPECT_EQ(g_pageWindow.load(), nullptr);
 }
 
 TEST_F(PageTest, ThePaneJoinsDetailLinesByTheirFlags) {

@@ -242,14 +242,17 @@ class RecordingView : public console::IVistrelView {
     void FocusTree() override { ++focusCalls; }
 
     // --- modal dialogs ---
+    // Both run duringModal first, as a modal loop lets queued input through to the page.
     // Recorded as "caption|text|flags|skin".
     void MessageBox(const std::u16string& caption, const std::u16string& text, std::uint32_t flags,
                     const char16_t* skin) override {
+        if (duringModal) duringModal();
         boxes.push_back(Narrow(caption + u"|" + text + u"|") + std::to_string(flags) + "|" +
                         Narrow(skin ? skin : u""));
     }
     console::ConfirmOutcome RunConfirmation(TextForControl& texts) override {
         ++confirmations;
+        if (duringModal) duringModal();
         texts.GetText(22482, confirmText);
         return confirmAnswer;
     }
@@ -327,6 +330,7 @@ class RecordingView : public console::IVistrelView {
     console::ConfirmOutcome confirmAnswer{1, true};
     int confirmations = 0, focusCalls = 0, handovers = 0, stopWaits = 0, textReads = 0;
     const char16_t* failInsert = nullptr;  // a label whose insertion fails
+    std::function<void()> duringModal;
 
   private:
     void Erase(TreeNode node) {

@@ -14,8 +14,10 @@ bool s_failDirect = false;
 
 // A failing creation hands out an object all the same, which the factory must not pass on.
 IElevatedHelper* s_leftOver = nullptr;
+platform::WindowHandle s_parent = nullptr;  // of the last request
 
 std::int32_t FailingCreate(const ElevatedHelperRequest& request, IElevatedHelper** helper) {
+    s_parent = request.parentWindow;
     CElevatedHelperFactory::CreateInProcessHelper(request, helper);
     if (!(request.elevated ? s_failProper : s_failDirect)) return platform::kSOk;
     if (s_leftOver) s_leftOver->Release();
@@ -96,8 +98,14 @@ TEST_F(ElevationSupport, FailureWithoutFallbackGivesNullAndAsksAgain) {
 }
 
 TEST_F(ElevationSupport, EachHelperIsMadeOnceAndReleaseDropsOnlyTheElevatedOne) {
+    // The elevation prompt is owned by the page's window.
+    const auto page = reinterpret_cast<platform::WindowHandle>(0x77);
+    g_pageWindow.store(page);
     IElevatedHelper* elevated = Get(true, false);
+    EXPECT_EQ(s_parent, page);
+    g_pageWindow.store(nullptr);
     IElevatedHelper* direct = Get(false, false);
+    EXPECT_EQ(s_parent, nullptr);
     ASSERT_NE(elevated, nullptr);
     ASSERT_NE(direct, nullptr);
     EXPECT_NE(direct, elevated);

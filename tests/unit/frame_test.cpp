@@ -2,6 +2,7 @@
 // the page's window is asked to do: what each command creates, frees and answers.
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -139,6 +140,15 @@ TEST_F(FrameTest, InitialiseAndTearDownOwnTheModuleObjects) {
     EXPECT_EQ(ProcessData(vistrel::kCommandDestroyPage, 0), 1u);
     EXPECT_TRUE(g_windowCalls.empty());
     EXPECT_EQ(std::u16string(g_descriptor.name), u"&Vistrel");
+}
+
+TEST_F(FrameTest, AFailedAllocationReachesTheHostAsAStatus) {
+    ASSERT_EQ(Initialise(), 1u);
+    console::SetViewFactory(
+        [](CVistrelDlg&) -> std::unique_ptr<console::IVistrelView> { throw std::bad_alloc(); });
+    std::uint64_t result = 1;
+    EXPECT_NO_THROW(result = CreatePage(nullptr));
+    EXPECT_EQ(result, 0u);
 }
 
 TEST_F(FrameTest, PageLifecycleDrivesTheWindowInOrderAndRenamesThePage) {

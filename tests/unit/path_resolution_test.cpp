@@ -34,9 +34,9 @@ TEST_F(PathResolution, QuotedPathIsTestedOnceAndAnUnquotedOneAtEachBlank) {
 
     before = machine_.FindFirstCount();
     EXPECT_EQ(Resolve(u"C:\\Program Files\\x\\y.exe /min", true), u"C:\\Program Files\\x\\y.exe");
-    // "C:\Program" as given, expanded and with three suffixes (never in the folders: it has a
-    // drive), then the whole path.
-    EXPECT_EQ(machine_.FindFirstCount() - before, 6);
+    // "C:\Program" as given (its expansion is the same, asked once) and with three suffixes
+    // (never in the folders: it has a drive), then the whole path.
+    EXPECT_EQ(machine_.FindFirstCount() - before, 5);
 
     machine_.AddFolder(u"C:\\Program");
     machine_.AddFile(u"C:\\Program.exe");
@@ -93,6 +93,42 @@ TEST_F(PathResolution, StoredFormsLeadToTheFileOrLeaveTheLastCandidate) {
     EXPECT_EQ(out, u"C:\\x.txt");
     EXPECT_TRUE(NormalizePathPrefix(u"C:\\SystemRoot\\x", out));
     EXPECT_EQ(out, u"C:\\SystemRoot\\x");
+}
+
+TEST_F(PathResolution, RememberedAnswersGiveTheResultsOfTheStepByStepWalk) {
+    // PATH names the system folders again, so a bare name meets each of them twice.
+    machine_.SetEnv(u"PATH", u"C:\\WINDOWS\\system32;C:\\Tools;C:\\WINDOWS");
+    machine_.SetEnv(u"APP", u"C:\\x");
+    for (const char16_t* file :
+         {u"C:\\x\\y.com", u"C:\\Tools\\b c.bat", u"C:\\WINDOWS\\system32\\x y.exe"})
+        machine_.AddFile(file);
+    machine_.AddFolder(u"C:\\x\\a b");
+    // Names longer than a volume holds, unless a wildcard lets them match a shorter one.
+    std::u16string manyBlanks;
+    for (int i = 0; i < 80; ++i) manyBlanks += u"w ";
+    const std::u16string expanded = u"%APP%\\" + std::u16string(300, u'q') + u" x";
+    const std::u16string pattern = u"C:\\x\\y.co" + std::u16string(300, u'*') + u" /q";
+    const char16_t* texts[] = {
+        u"C:\\x\\y /q",     u"%APP%\\y -a b",    u"b c d",        u"x y z",
+        u"\\??\\C:\\x\\y",  u"\"C:\\x\\a b\" c", u"nothing here", u"C:\\x\\a b c  ",
+        manyBlanks.c_str(), expanded.c_str(),    pattern.c_str(),
+    };
+    int lookups[2] = {0, 0};  // remembered, step by step
+    int foundTexts = 0;
+    for (const char16_t* text : texts) {
+        std::u16string out[2] = {u"-", u"-"};
+        bool found[2];
+        for (int remember : {1, 0}) {
+            const int before = machine_.FindFirstCount();
+            found[remember] = ResolveCommandLine(text, out[remember], remember == 1);
+            lookups[remember] += machine_.FindFirstCount() - before;
+        }
+        EXPECT_EQ(found[1], found[0]) << talutils::ToUtf8(text);
+        EXPECT_EQ(out[1], out[0]) << talutils::ToUtf8(text);
+        foundTexts += found[0] ? 1 : 0;
+    }
+    EXPECT_EQ(foundTexts, 6);
+    EXPECT_LT(lookups[1], lookups[0] * 3 / 4);
 }
 
 TEST_F(PathResolution, SearchFoldersFollowTheShellAndPath) {

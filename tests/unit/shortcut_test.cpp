@@ -7,15 +7,10 @@
 
 namespace {
 
-std::uint32_t s_ticks = 0;
-
 class Shortcut : public ToolsTest {
   protected:
-    // Each reading of the clock is 5 ms after the one before.
-    Shortcut() {
-        SetLinkTickSource([] { return s_ticks += 5; });
-    }
-    ~Shortcut() override { SetLinkTickSource(nullptr); }
+    // Each reading of the system's tick count is 5 ms after the one before.
+    Shortcut() { machine_.SetTickCount(100, 5); }
 
     std::u16string out_ = u"kept";
 };
@@ -28,7 +23,7 @@ TEST_F(Shortcut, StoredTargetComesBackUnexpandedWithATimingLine) {
     EXPECT_EQ(machine_.TraceMessages(),
               std::vector<std::string>{"[vistrel] [cnt] ResolveLink_: 10 ms"});
 
-    SetLinkTickSource([]() -> std::uint32_t { return 1000; });
+    machine_.SetTickCount(1000, 0);
     machine_.ClearTrace();
     EXPECT_TRUE(ResolveLink(u"C:\\Links\\np.lnk", out_));
     EXPECT_TRUE(machine_.TraceMessages().empty());

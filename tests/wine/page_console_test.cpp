@@ -83,5 +83,24 @@ TEST_F(ConsolePage, HidingDuringAPopulationAndShowingAgain) {
     EXPECT_NE(Find(tree_, kValueB), nullptr);
 }
 
+// F5 queued behind Delete reaches the page while the confirmation is open: it is ignored, and
+// OK removes the chosen value with the tree as it was.
+TEST_F(ConsolePage, F5QueuedBehindDeleteWaitsOutTheConfirmation) {
+    ShowAndWait();
+    const std::wstring before = Label(tree_, UserRun());
+    Select(Find(tree_, kValueA));
+    ConfirmationClicker clicker(IDOK, false);
+    SetFocus(tree_);
+    for (WPARAM key : {VK_DELETE, VK_F5}) PostMessageW(tree_, WM_KEYDOWN, key, 1);
+    ASSERT_TRUE(PumpUntil([&] { return !ValueExists(kRunKey, kValueA); }));
+    Pump(std::chrono::milliseconds(300));
+    EXPECT_TRUE(clicker.Clicked());
+    EXPECT_TRUE(ValueExists(kRunKey, kValueB));
+    EXPECT_TRUE(Filled());
+    EXPECT_EQ(Find(tree_, kValueA), nullptr);
+    EXPECT_NE(Find(tree_, kValueB), nullptr);
+    EXPECT_NE(Label(tree_, UserRun()), before);
+}
+
 }  // namespace
 }  // namespace hostedpage
