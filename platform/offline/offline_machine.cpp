@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <map>
 
@@ -186,6 +187,12 @@ class OfflineProcesses : public Processes {
         return true;
     }
     bool GetTokenElevation(bool*, int*) override { return false; }
+    // The image isn't running: the time that passes is this system's.
+    std::uint32_t TickCount() override {
+        return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                              std::chrono::steady_clock::now().time_since_epoch())
+                                              .count());
+    }
 };
 
 class OfflineWindows : public Windows {
