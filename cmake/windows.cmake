@@ -13,7 +13,7 @@ file(GLOB VISTREL_WIN32_SOURCES CONFIGURE_DEPENDS platform/win32/*.cpp)
 add_library(vistrel_win32 STATIC ${VISTREL_WIN32_SOURCES})
 vistrel_target(vistrel_win32)
 target_link_libraries(vistrel_win32 PUBLIC vistrel_core shlwapi shell32 ole32 oleaut32 uuid version
-    advapi32 user32 gdi32 comctl32)
+    advapi32 user32 gdi32 comctl32 psapi)
 
 # The page's Win32 view and the Win32 parts of the console.
 file(GLOB_RECURSE VISTREL_UI_SOURCES CONFIGURE_DEPENDS console/win32/*.cpp)

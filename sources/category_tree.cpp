@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include "processes/proc_processes.h"
+
 namespace {
 
 // A failed allocation leaves that node out; the rest of the tree is still built.
@@ -30,7 +32,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelWE>(children);
     // 11: CVistrelHosts, the hosts file, joins here.
     // 12: CVistrelWinsock, the Winsock catalogue, joins here.
-    // 13: CVistrelProcProcesses, the running processes, joins here.
+    Append<CVistrelProcProcesses>(children);
 }
 
 // CVistrelRunItems' constructor lives in run_items_container.cpp, next to its leaves' owner.
