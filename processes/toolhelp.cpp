@@ -33,8 +33,9 @@ void ConvertField(std::uint32_t codePage, const char* ansi, std::size_t capacity
     const std::size_t kept =
         std::min(static_cast<std::size_t>(chars > 0 ? chars : 0), capacity - 1);
     std::memcpy(wide, converted.data(), kept * sizeof(char16_t));
+    // At most capacity - 1 characters are kept: the rest of the field, its last element too,
+    // is 0.
     std::memset(wide + kept, 0, (capacity - kept) * sizeof(char16_t));
-    wide[capacity - 1] = u'\0';
 }
 
 void ConvertText(std::uint32_t codePage, const platform::ProcessEntry32A& ansi,
