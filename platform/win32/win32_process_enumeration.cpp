@@ -1,30 +1,31 @@
 // The process enumeration concern: libraries and their exports found at run time, the toolhelp
 // functions called through what was found, the version words, the ANSI conversion, and the
 // process queries of the elevation helper.
-#include <psapi.h>
-#include <tlhelp32.h>
-
 #include <cstddef>
 
 #include "platform/process_enumeration.h"
 #include "platform/win32/win32_concerns.h"
 #include "platform/win32/win32_handles.h"
 #include "platform/win32/windows_api.h"
+// After the wrapper: these headers need its types.
+#include <psapi.h>
+#include <tlhelp32.h>
 
 namespace platform::win32 {
 namespace {
 
 // The portable entries must be the system's, field for field, since the system writes them.
 static_assert(sizeof(ProcessEntry32W) == sizeof(PROCESSENTRY32W));
-static_assert(sizeof(ProcessEntry32A) == sizeof(PROCESSENTRY32));
+// With UNICODE the plain names stand for the wide structures: the ANSI ones go by their tags.
+static_assert(sizeof(ProcessEntry32A) == sizeof(tagPROCESSENTRY32));
 static_assert(sizeof(ModuleEntry32W) == sizeof(MODULEENTRY32W));
-static_assert(sizeof(ModuleEntry32A) == sizeof(MODULEENTRY32));
+static_assert(sizeof(ModuleEntry32A) == sizeof(tagMODULEENTRY32));
 static_assert(offsetof(ProcessEntry32W, th32ProcessID) == offsetof(PROCESSENTRY32W, th32ProcessID));
 static_assert(offsetof(ProcessEntry32W, szExeFile) == offsetof(PROCESSENTRY32W, szExeFile));
-static_assert(offsetof(ProcessEntry32A, szExeFile) == offsetof(PROCESSENTRY32, szExeFile));
+static_assert(offsetof(ProcessEntry32A, szExeFile) == offsetof(tagPROCESSENTRY32, szExeFile));
 static_assert(offsetof(ModuleEntry32W, szModule) == offsetof(MODULEENTRY32W, szModule));
 static_assert(offsetof(ModuleEntry32W, szExePath) == offsetof(MODULEENTRY32W, szExePath));
-static_assert(offsetof(ModuleEntry32A, szExePath) == offsetof(MODULEENTRY32, szExePath));
+static_assert(offsetof(ModuleEntry32A, szExePath) == offsetof(tagMODULEENTRY32, szExePath));
 
 using CreateSnapshotFunction = HANDLE(WINAPI*)(DWORD, DWORD);
 using WalkFunction = BOOL(WINAPI*)(HANDLE, void*);

@@ -74,8 +74,8 @@ TEST_P(ProcessEnumerationContract, SnapshotsAndQueriesSeeTheSameProcess) {
     FunctionHandle next = system().FindFunction(kernel32_, "Process32NextW");
     ProcessEntry32W entry;
     entry.dwSize = sizeof(entry) - 8;
+    // Windows says ERROR_BAD_LENGTH, Wine ERROR_INSUFFICIENT_BUFFER: only the refusal is shared.
     EXPECT_FALSE(system().CallSnapshotWalk(first, processes, &entry));
-    EXPECT_EQ(machine().LastError(), static_cast<std::uint32_t>(kErrorBadLength));
     entry.dwSize = sizeof(entry);
     std::uint32_t self = 0;
     for (bool more = system().CallSnapshotWalk(first, processes, &entry); more;
