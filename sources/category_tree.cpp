@@ -4,6 +4,11 @@
 
 #include <new>
 
+#include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/services.h"
+#include "collectors/autostart/winsock.h"
+#include "collectors/shell/file_assoc.h"
+#include "collectors/shell/installed_components.h"
 #include "processes/proc_processes.h"
 
 namespace {
@@ -24,14 +29,14 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelStartupItems>(children);
     Append<CVistrelLoadItems>(children);
     Append<CVistrelINI>(children);
-    // 5: CVistrelKnownDLLs, the known DLLs of the session manager, joins here.
-    // 6: CVistrelFileAssoc, the commands of executable file classes, joins here.
+    Append<CVistrelKnownDLLs>(children);
+    Append<CVistrelFileAssoc>(children);
     Append<CVistrelScripts>(children);
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
     Append<CVistrelWE>(children);
     // 11: CVistrelHosts, the hosts file, joins here.
-    // 12: CVistrelWinsock, the Winsock catalogue, joins here.
+    Append<CVistrelWinsock>(children);
     Append<CVistrelProcProcesses>(children);
 }
 
@@ -55,7 +60,8 @@ CVistrelScripts::CVistrelScripts() {
 }
 
 CVistrelServices::CVistrelServices() {
-    // CVistrelServices_Process before CVistrelServices_Driver.
+    Append<CVistrelServices_Process>(children);
+    Append<CVistrelServices_Driver>(children);
 }
 
 CVistrelIE::CVistrelIE() {
@@ -63,6 +69,6 @@ CVistrelIE::CVistrelIE() {
 }
 
 CVistrelWE::CVistrelWE() {
-    // CVistrelWEInstallededComponents first, then CVistrelWEShellExtensions and
-    // CVistrelWEShellExecHooks.
+    Append<CVistrelWEInstallededComponents>(children);
+    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
 }
