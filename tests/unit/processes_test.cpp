@@ -113,6 +113,22 @@ TEST_F(ProcessesTest, ProcessWithoutModulesGivesTheStatusOfItsHelper) {
     }
 }
 
+TEST_F(ProcessesTest, AHelperReleasedWithItsBatchOfWorkCountsAsNone) {
+    machine_.SetTokenElevation(false, 3);
+    MemoryProcess p = Process(u"app.exe", {});
+    p.moduleSnapshotDenied = p.moduleQueryDenied = true;
+    machine_.AddProcess(100, p);
+    CVistrelProcProcesses list;
+    list.SetUseElevation(true);
+    list.EnumerateItems(nullptr, true, nullptr);
+    ASSERT_EQ(list.processes.size(), 1u);
+    EXPECT_EQ(list.processes[0].EnumerateItems(nullptr, false, nullptr),
+              kEnumAccessDeniedNeedsElevation);
+    ReleaseElevatedHelper();  // as after a population
+    EXPECT_EQ(list.processes[0].EnumerateItems(nullptr, false, nullptr), kEnumAccessDenied);
+    EXPECT_TRUE(Logged("CVistrelProcess:EnumerateItems: Access denied: pHelper is null"));
+}
+
 TEST_F(ProcessesTest, ImagePathIsTheNamedModuleTheLastOneTheHelpersOrAGuessedName) {
     struct Case {
         const char* what;
