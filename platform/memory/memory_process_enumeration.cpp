@@ -155,6 +155,10 @@ FunctionHandle MemoryProcessEnumeration::FindFunction(ModuleHandle module, const
         Fail(kErrorProcNotFound);
         return nullptr;
     }
+    // An export has one address for the life of its library, whoever asks for it.
+    for (const auto& [handle, function] : functions_)
+        if (function.library == it->second && function.name == name)
+            return reinterpret_cast<FunctionHandle>(handle);
     const std::uintptr_t handle = nextHandle_++;
     functions_[handle] = {it->second, name};
     return reinterpret_cast<FunctionHandle>(handle);
