@@ -95,12 +95,12 @@ std::int32_t CVistrelProcProcess::EnumerateItems(EntryCallback callback, bool, v
         return kEnumAccessDenied;
     }
     const bool canElevate = CElevatedHelperFactory::CanElevate();
-    const bool isElevated = helper->IsElevated();
-    if (canElevate && !isElevated) {
+    const bool elevated = helper->IsElevated();
+    if (canElevate && !elevated) {
         g_trace.Trace(u"CVistrelProcess:EnumerateItems: Requires elevation");
         return kEnumAccessDeniedNeedsElevation;
     }
     g_trace.Trace(u"CVistrelProcess:EnumerateItems: Access denied: canElevate=%d, isElevated=%d",
-                  canElevate ? 1 : 0, isElevated ? 1 : 0);
+                  canElevate ? 1 : 0, elevated ? 1 : 0);
     return kEnumAccessDenied;
 }

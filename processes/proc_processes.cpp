@@ -24,9 +24,9 @@ platform::ProcessEnumeration& System() {
 // regard to case.
 bool NamesFile(const std::u16string& path, const std::u16string& name) {
     if (name.empty() || path.size() < name.size()) return false;
-    const std::size_t start = path.size() - name.size();
-    if (path.compare(start, name.size(), name) != 0) return false;
-    return start == 0 || path[start - 1] == u'\\';
+    const std::size_t at = path.size() - name.size();
+    if (path.compare(at, name.size(), name) != 0) return false;
+    return at == 0 || path[at - 1] == u'\\';
 }
 
 }  // namespace

@@ -114,8 +114,8 @@ std::uint32_t ToolhelpCodePage() {
     char text[16] = {};
     if (System().LocaleInfoA(platform::kLocaleIDefaultAnsiCodePage, text, sizeof(text)) > 0) {
         std::uint32_t codePage = 0;
-        for (const char* c = text; *c >= '0' && *c <= '9' && codePage < 100000; ++c)
-            codePage = codePage * 10 + static_cast<std::uint32_t>(*c - '0');
+        for (const char* digit = text; *digit >= '0' && *digit <= '9' && codePage < 100000; ++digit)
+            codePage = codePage * 10 + static_cast<std::uint32_t>(*digit - '0');
         if (codePage != 0) return codePage;
     }
     return System().AnsiCodePage();
