@@ -5,10 +5,17 @@
 #include <new>
 
 #include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/load_items.h"
+#include "collectors/autostart/scripts.h"
 #include "collectors/autostart/services.h"
+#include "collectors/autostart/winlogon_notify.h"
 #include "collectors/autostart/winsock.h"
 #include "collectors/shell/file_assoc.h"
+#include "collectors/shell/ie_downloaded_activex.h"
+#include "collectors/shell/ie_helper_objects.h"
+#include "collectors/shell/ie_menu_extensions.h"
 #include "collectors/shell/installed_components.h"
+#include "collectors/shell/shell_extensions.h"
 #include "processes/proc_processes.h"
 
 namespace {
@@ -47,8 +54,11 @@ CVistrelStartupItems::CVistrelStartupItems() {
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
-    // CVistrelLoadItemUserInit, CVistrelLoadItemCUShell, CVistrelLoadItemLMShell,
-    // CVistrelLoadItemAppInitDLLs, then CVistrelLoadItemsWinlogonNotify.
+    Append<CVistrelLoadItemUserInit>(children);
+    Append<CVistrelLoadItemCUShell>(children);
+    Append<CVistrelLoadItemLMShell>(children);
+    Append<CVistrelLoadItemAppInitDLLs>(children);
+    Append<CVistrelLoadItemsWinlogonNotify>(children);
 }
 
 CVistrelINI::CVistrelINI() {
@@ -56,7 +66,8 @@ CVistrelINI::CVistrelINI() {
 }
 
 CVistrelScripts::CVistrelScripts() {
-    // CVistrelScriptsStartup, then CVistrelScriptsShutdown.
+    Append<CVistrelScriptsStartup>(children);
+    Append<CVistrelScriptsShutdown>(children);
 }
 
 CVistrelServices::CVistrelServices() {
@@ -65,10 +76,13 @@ CVistrelServices::CVistrelServices() {
 }
 
 CVistrelIE::CVistrelIE() {
-    // CVistrelIEBHO, CVistrelIEMenuExt, then CVistrelIEDownloadedActiveX.
+    Append<CVistrelIEBHO>(children);
+    Append<CVistrelIEMenuExt>(children);
+    Append<CVistrelIEDownloadedActiveX>(children);
 }
 
 CVistrelWE::CVistrelWE() {
     Append<CVistrelWEInstallededComponents>(children);
-    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
+    Append<CVistrelWEShellExtensions>(children);
+    Append<CVistrelWEShellExecHooks>(children);
 }
