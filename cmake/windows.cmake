@@ -16,7 +16,7 @@ file(GLOB VISTREL_WIN32_SOURCES CONFIGURE_DEPENDS platform/win32/*.cpp)
 add_library(vistrel_win32 STATIC ${VISTREL_WIN32_SOURCES})
 vistrel_target(vistrel_win32)
 target_link_libraries(vistrel_win32 PUBLIC vistrel_core shlwapi shell32 ole32 oleaut32 uuid version
-    advapi32 user32 gdi32 comctl32)
+    advapi32 user32 gdi32 comctl32 psapi)
 
 # The helper process that runs writes with raised rights, and the plug-in's way to it.
 add_library(vistrel_elevation STATIC libs/talelev/win32/pipe_frames.cpp

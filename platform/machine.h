@@ -6,6 +6,7 @@
 
 #include "platform/environment.h"
 #include "platform/files.h"
+#include "platform/process_enumeration.h"
 #include "platform/processes.h"
 #include "platform/registry.h"
 #include "platform/resources.h"
@@ -26,6 +27,7 @@ class Machine {
     virtual Shell& shell() = 0;
     virtual VersionInfo& version() = 0;
     virtual Processes& processes() = 0;
+    virtual ProcessEnumeration& processEnumeration() = 0;
     virtual Windows& windows() = 0;
     virtual Resources& resources() = 0;
     virtual TraceSink& trace() = 0;

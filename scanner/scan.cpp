@@ -144,7 +144,14 @@ void ScanCategory(Walk& walk, CVistrelPlugin& source) {
     const bool outerSelected = walk.selected;
     walk.selected = outerSelected || wanted.empty() ||
                     std::find(wanted.begin(), wanted.end(), walk.keys.back()) != wanted.end();
-    if (IsContainer(source)) {
+    if (walk.options->offline && source.IsProcessList()) {
+        if (walk.selected) {
+            ScanRecord record = CategoryRecord(walk);
+            record.status = "offline";
+            record.statusText = "not running: an offline image has no processes";
+            walk.result->records.push_back(std::move(record));
+        }
+    } else if (IsContainer(source)) {
         // A container only hands out its children, so it is walked even when not selected: a
         // selected category may lie below it.
         std::vector<Entry>* outer = std::exchange(walk.entries, nullptr);

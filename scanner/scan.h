@@ -37,7 +37,8 @@ struct ScanRecord {
     std::string entry;
     Place place;
     std::vector<DetailLine> details;
-    std::string status;  // "", "not_found", "failed", "access_denied", "needs_elevation"
+    // "", "not_found", "failed", "access_denied", "needs_elevation", "offline"
+    std::string status;
     std::string statusText;
     std::string change;  // in a diff: "added" or "removed"
 };
@@ -47,6 +48,9 @@ struct ScanOptions {
     std::vector<std::string> categories;
     // Told the display path of each leaf category before it is read.
     std::function<void(const std::string&)> progress;
+    // The machine is an image that isn't running: the process list is not read, and its
+    // category says so without counting as a failure.
+    bool offline = false;
 };
 
 struct ScanResult {

@@ -129,11 +129,13 @@ int RunScan(const Arguments& args, const FrontDoor& door, std::ostream& out, std
             Progress progress(err, door.progressTerminal);
             ScanOptions options;
             options.categories = args.categories;
+            options.offline = offline != nullptr;
             options.progress = [&progress](const std::string& path) { progress.Show(path); };
             const ScanResult result = ScanTree(root, options);
             progress.Show("");
             for (const ScanRecord& record : result.records)
-                if (!record.status.empty() && record.status != "not_found")
+                if (!record.status.empty() && record.status != "not_found" &&
+                    record.status != "offline")
                     err << "vistrel-scan: " << record.category.back() << ": " << record.statusText
                         << '\n';
             if (!Emit(result.records, args, out, err))

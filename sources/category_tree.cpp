@@ -19,6 +19,7 @@
 #include "collectors/shell/ie_menu_extensions.h"
 #include "collectors/shell/installed_components.h"
 #include "collectors/shell/shell_extensions.h"
+#include "processes/proc_processes.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelWE>(children);
     Append<CVistrelHosts>(children);
     Append<CVistrelWinsock>(children);
-    // 13: CVistrelProcProcesses, the running processes, joins here.
+    Append<CVistrelProcProcesses>(children);
 }
 
 // CVistrelRunItems' constructor lives in run_items_container.cpp, next to its leaves' owner.

@@ -88,6 +88,11 @@ IElevatedHelper* GetGlobalElevatedHelper(bool elevated, bool fallBack) {
     return g_elevatedHelperSupport->GetElevatedHelper(elevated, fallBack);
 }
 
+bool IsHeldHelper(const IElevatedHelper* helper) {
+    return helper != nullptr && g_elevatedHelperSupport != nullptr &&
+           g_elevatedHelperSupport->Holds(helper);
+}
+
 IElevatedHelper* GetHelperForSource(const CVistrelPlugin* source) {
     if (source == nullptr) return nullptr;
     return GetGlobalElevatedHelper(source->NeedsElevation, false);

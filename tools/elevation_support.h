@@ -24,6 +24,10 @@ class CElevatedHelperSupport {
     void ReleaseElevatedHelper();
     // Releases both helpers.
     void ReleaseAllHelpers();
+    // Whether helper is one of the two fields.
+    bool Holds(const IElevatedHelper* helper) const {
+        return helper == m_elevatedHelper || helper == m_directHelper;
+    }
 
   private:
     IElevatedHelper* m_elevatedHelper = nullptr;
@@ -41,6 +45,9 @@ void DestroyElevatedHelperSupport();
 void ReleaseElevatedHelper();
 // GetElevatedHelper of the instance; null when there is no instance.
 IElevatedHelper* GetGlobalElevatedHelper(bool elevated, bool fallBack);
+// Whether helper is one that the instance holds now. A borrowed pointer that fails this was
+// released with its batch of work and must not be called.
+bool IsHeldHelper(const IElevatedHelper* helper);
 // The helper for a source's writes: elevated when its NeedsElevation is set, else direct; no
 // fallback. Null when there is no instance, no source or no helper.
 IElevatedHelper* GetHelperForSource(const CVistrelPlugin* source);

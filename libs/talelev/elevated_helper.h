@@ -70,11 +70,13 @@ class IElevatedProcess {
                                      std::uint32_t* processId) = 0;
     // Ends the process with exit code 1.
     virtual std::int32_t Proc_Kill(std::uint32_t processId) = 0;
-    // Process enumeration isn't provided yet by this library: the three operations below return
-    // E_NOTIMPL and leave their out-parameters empty.
+    // The ids of all running processes, in the system's order.
     virtual std::int32_t Proc_Enum(std::vector<std::uint32_t>& processIds) = 0;
+    // The full paths of the process's modules, the image first.
     virtual std::int32_t Proc_EnumModules(std::uint32_t processId,
                                           std::vector<std::u16string>& modulePaths) = 0;
+    // The full path of the process's image; it needs only limited query rights, so it answers
+    // for processes whose modules can't be read.
     virtual std::int32_t Proc_GetImagePath(std::uint32_t processId, std::u16string& path) = 0;
 
   protected:

@@ -191,21 +191,18 @@ std::int32_t CInProcessHelper::Proc_Kill(std::uint32_t processId) {
 }
 
 std::int32_t CInProcessHelper::Proc_Enum(std::vector<std::uint32_t>& processIds) {
-    processIds.clear();
-    return platform::kENotImpl;
+    return HResultFromWin32(platform::machine().processEnumeration().ProcessIds(&processIds));
 }
 
 std::int32_t CInProcessHelper::Proc_EnumModules(std::uint32_t processId,
                                                 std::vector<std::u16string>& modulePaths) {
-    (void)processId;
-    modulePaths.clear();
-    return platform::kENotImpl;
+    return HResultFromWin32(
+        platform::machine().processEnumeration().ProcessModulePaths(processId, &modulePaths));
 }
 
 std::int32_t CInProcessHelper::Proc_GetImagePath(std::uint32_t processId, std::u16string& path) {
-    (void)processId;
-    path.clear();
-    return platform::kENotImpl;
+    return HResultFromWin32(
+        platform::machine().processEnumeration().ProcessImagePath(processId, &path));
 }
 
 std::int32_t CInProcessHelper::File_Delete(const std::u16string& path) {

@@ -13,6 +13,7 @@ MachineState::MachineState()
       shell(*this),
       version(*this),
       processes(*this),
+      processEnumeration(*this),
       windows(*this),
       resources(*this),
       trace(*this) {}
@@ -50,6 +51,9 @@ VersionInfo& MemoryMachine::version() {
 }
 Processes& MemoryMachine::processes() {
     return state_->processes;
+}
+ProcessEnumeration& MemoryMachine::processEnumeration() {
+    return state_->processEnumeration;
 }
 Windows& MemoryMachine::windows() {
     return state_->windows;

@@ -24,6 +24,19 @@ struct StartedProcess {
     std::uint32_t processId = 0;
 };
 
+// A running process of the machine as the process queries and the toolhelp snapshots see it.
+struct MemoryProcess {
+    std::u16string exeName;               // szExeFile of the process snapshot
+    std::u16string imagePath;             // what the image-path query gives
+    std::vector<std::u16string> modules;  // full paths, the image first, in load order
+    // Faults: the module snapshot fails with access denied, or opens empty; the image-path
+    // query or the module query fails with access denied.
+    bool moduleSnapshotDenied = false;
+    bool moduleSnapshotEmpty = false;
+    bool imagePathDenied = false;
+    bool moduleQueryDenied = false;
+};
+
 class MemoryMachine : public Machine {
   public:
     // A fresh machine: the predefined roots exist and are empty; the drive C:\ exists and is
@@ -39,6 +52,7 @@ class MemoryMachine : public Machine {
     Shell& shell() override;
     VersionInfo& version() override;
     Processes& processes() override;
+    ProcessEnumeration& processEnumeration() override;
     Windows& windows() override;
     Resources& resources() override;
     TraceSink& trace() override;
@@ -111,7 +125,30 @@ class MemoryMachine : public Machine {
     void SetTokenElevation(bool elevated, int elevationType);
     // TickCount gives start, then each reading step milliseconds more (wrapping). Fresh: 0, 0.
     void SetTickCount(std::uint32_t start, std::uint32_t step);
+    // A process whose exe name is imageName's file name, with imageName as its image path and
+    // only module.
     void AddProcess(std::uint32_t processId, std::u16string_view imageName);
+    void AddProcess(std::uint32_t processId, MemoryProcess process);
+    void RemoveProcess(std::uint32_t processId);
+
+    // --- process enumeration: "kernel32.dll" exports the toolhelp functions, wide and ANSI,
+    // "psapi.dll" loads; other libraries don't. GetVersion follows SetOsVersion unless set. ---
+    void FailLibraryLoad(std::u16string_view name);
+    void RemoveExport(std::u16string_view library, std::string_view function);
+    // CreateToolhelp32Snapshot of the process list fails with status.
+    void FailProcessSnapshot(Status status = kErrorAccessDenied);
+    // EnumProcesses fails with status.
+    void FailProcessIds(Status status = kErrorAccessDenied);
+    void SetVersionWord(std::uint32_t versionWord);
+    void SetPlatformId(std::uint32_t platformId);
+    // The thread locale's default ANSI code page (0: the locale answers nothing) and GetACP.
+    // Code pages 1252 and 65001 convert; the default is 1252 for both.
+    void SetAnsiCodePages(std::uint32_t localeCodePage, std::uint32_t acp);
+    // Calls of the process enumeration concern since the machine was made.
+    int ProcessEnumerationCalls() const;
+    // Libraries loaded and not freed, snapshots made and not closed.
+    int LoadedLibraries() const;
+    int OpenSnapshots() const;
     void FailStart(Status status);
     void FailTerminate(std::uint32_t processId, Status status);
     const std::vector<StartedProcess>& Started() const;

@@ -26,7 +26,11 @@ Status MemoryProcesses::Start(const ShellExecuteInfo& info, std::uint32_t* proce
     while (running.count(nextProcessId) != 0) nextProcessId += 4;
     const std::uint32_t id = nextProcessId;
     nextProcessId += 4;
-    running[id] = record.file;
+    MemoryProcess process;
+    process.imagePath = record.file;
+    process.exeName = record.file.substr(record.file.find_last_of(u'\\') + 1);
+    process.modules.push_back(record.file);
+    running[id] = std::move(process);
     record.processId = id;
     started.push_back(record);
     if (processId != nullptr && (info.fMask & kSeeMaskNoCloseProcess)) *processId = id;
@@ -111,8 +115,21 @@ void MemoryMachine::SetTokenElevation(bool elevated, int elevationType) {
 }
 
 void MemoryMachine::AddProcess(std::uint32_t processId, std::u16string_view imageName) {
+    MemoryProcess process;
+    process.imagePath = std::u16string(imageName);
+    process.exeName = process.imagePath.substr(process.imagePath.find_last_of(u'\\') + 1);
+    process.modules.push_back(process.imagePath);
+    AddProcess(processId, std::move(process));
+}
+
+void MemoryMachine::AddProcess(std::uint32_t processId, MemoryProcess process) {
     Lock lock(state_->mutex);
-    state_->processes.running[processId] = std::u16string(imageName);
+    state_->processes.running[processId] = std::move(process);
+}
+
+void MemoryMachine::RemoveProcess(std::uint32_t processId) {
+    Lock lock(state_->mutex);
+    state_->processes.running.erase(processId);
 }
 
 void MemoryMachine::FailStart(Status status) {

@@ -255,7 +255,8 @@ class MemoryProcesses : public Processes {
     bool GetTokenElevation(bool* elevated, int* elevationType) override;
     std::uint32_t TickCount() override;
 
-    std::map<std::uint32_t, std::u16string> running;
+    // The process table, in id order: the order the snapshots and the id query deliver.
+    std::map<std::uint32_t, MemoryProcess> running;
     std::vector<StartedProcess> started;
     std::vector<std::uint32_t> terminated;
     std::map<std::uint32_t, Status> failTerminate;
@@ -271,6 +272,67 @@ class MemoryProcesses : public Processes {
 
   private:
     MachineState& state_;
+};
+
+class MemoryProcessEnumeration : public ProcessEnumeration {
+  public:
+    explicit MemoryProcessEnumeration(MachineState& state);
+
+    ModuleHandle LoadSystemLibrary(const char16_t* name) override;
+    void FreeSystemLibrary(ModuleHandle module) override;
+    FunctionHandle FindFunction(ModuleHandle module, const char* name) override;
+    std::uint32_t VersionWord() override;
+    bool VersionEx(OsVersionEx* version) override;
+    SnapshotHandle CallCreateSnapshot(FunctionHandle create, std::uint32_t flags,
+                                      std::uint32_t processId) override;
+    bool CallSnapshotWalk(FunctionHandle walk, SnapshotHandle snapshot, void* entry) override;
+    void CloseSnapshot(SnapshotHandle snapshot) override;
+    int LocaleInfoA(std::uint32_t lcType, char* buffer, int capacity) override;
+    std::uint32_t AnsiCodePage() override;
+    int ToWide(std::uint32_t codePage, std::uint32_t flags, const char* bytes, int byteCount,
+               char16_t* out, int outChars) override;
+    Status ProcessIds(std::vector<std::uint32_t>* ids) override;
+    Status ProcessImagePath(std::uint32_t processId, std::u16string* path) override;
+    Status ProcessModulePaths(std::uint32_t processId, std::vector<std::u16string>* paths) override;
+
+    struct Library {
+        bool loadable = true;
+        std::set<std::string> exports;
+        int references = 0;
+    };
+    // Keyed by the folded name.
+    std::map<std::u16string, Library> libraries;
+    Status failProcessSnapshot = kErrorSuccess;
+    Status failProcessIds = kErrorSuccess;
+    std::optional<std::uint32_t> versionWord;
+    std::uint32_t platformId = kVerPlatformWin32Nt;
+    std::uint32_t localeCodePage = 1252;
+    std::uint32_t acp = 1252;
+    int calls = 0;
+
+    int LoadedLibraries() const;
+    int OpenSnapshots() const { return static_cast<int>(snapshots_.size()); }
+
+  private:
+    struct Snapshot {
+        bool modules = false;
+        std::uint32_t processId = 0;
+        std::vector<std::pair<std::uint32_t, MemoryProcess>> processes;  // a process list
+        std::vector<std::u16string> modulePaths;                         // a module list
+        std::size_t next = 0;
+    };
+    struct Function {
+        std::u16string library;
+        std::string name;
+    };
+    Status Fail(Status status);
+    bool Walk(const Function& function, Snapshot& snapshot, void* entry);
+
+    MachineState& state_;
+    std::map<std::uintptr_t, std::u16string> modules_;  // handle -> folded library name
+    std::map<std::uintptr_t, Function> functions_;
+    std::map<std::uintptr_t, Snapshot> snapshots_;
+    std::uintptr_t nextHandle_ = 0x7000;
 };
 
 struct WindowRecord {
@@ -332,6 +394,7 @@ struct MachineState {
     MemoryShell shell;
     MemoryVersion version;
     MemoryProcesses processes;
+    MemoryProcessEnumeration processEnumeration;
     MemoryWindows windows;
     MemoryResources resources;
     MemoryTrace trace;

@@ -17,6 +17,7 @@
 #include "platform/offline/offline_registry.h"
 #include "platform/offline/offline_text.h"
 #include "platform/pe_version_resource.h"
+#include "platform/process_enumeration.h"
 #include "platform/version_block_reader.h"
 
 namespace platform::offline {
@@ -195,6 +196,58 @@ class OfflineProcesses : public Processes {
     }
 };
 
+// Nothing runs in an image: no system library loads, so the process list has nothing to walk,
+// and the helper's queries find no process. The version words are the image's.
+class OfflineProcessEnumeration : public ProcessEnumeration {
+  public:
+    explicit OfflineProcessEnumeration(const OfflineProcesses& processes) : processes_(processes) {}
+    ModuleHandle LoadSystemLibrary(const char16_t*) override {
+        SetLastError(static_cast<std::uint32_t>(kErrorModNotFound));
+        return nullptr;
+    }
+    void FreeSystemLibrary(ModuleHandle) override {}
+    FunctionHandle FindFunction(ModuleHandle, const char*) override {
+        SetLastError(static_cast<std::uint32_t>(kErrorProcNotFound));
+        return nullptr;
+    }
+    std::uint32_t VersionWord() override { return processes_.major | processes_.minor << 8; }
+    bool VersionEx(OsVersionEx* version) override {
+        if (processes_.major == 0) return false;
+        *version = {processes_.major, processes_.minor, 0, kVerPlatformWin32Nt};
+        return true;
+    }
+    SnapshotHandle CallCreateSnapshot(FunctionHandle, std::uint32_t, std::uint32_t) override {
+        SetLastError(static_cast<std::uint32_t>(kErrorInvalidParameter));
+        return nullptr;
+    }
+    bool CallSnapshotWalk(FunctionHandle, SnapshotHandle, void*) override {
+        SetLastError(static_cast<std::uint32_t>(kErrorNoMoreFiles));
+        return false;
+    }
+    void CloseSnapshot(SnapshotHandle) override {}
+    int LocaleInfoA(std::uint32_t, char*, int) override { return 0; }
+    std::uint32_t AnsiCodePage() override { return 1252; }
+    int ToWide(std::uint32_t, std::uint32_t, const char*, int, char16_t*, int) override {
+        SetLastError(static_cast<std::uint32_t>(kErrorInvalidParameter));
+        return 0;
+    }
+    Status ProcessIds(std::vector<std::uint32_t>* ids) override {
+        ids->clear();
+        return kErrorSuccess;
+    }
+    Status ProcessImagePath(std::uint32_t, std::u16string* path) override {
+        path->clear();
+        return kErrorInvalidParameter;
+    }
+    Status ProcessModulePaths(std::uint32_t, std::vector<std::u16string>* paths) override {
+        paths->clear();
+        return kErrorInvalidParameter;
+    }
+
+  private:
+    const OfflineProcesses& processes_;
+};
+
 class OfflineWindows : public Windows {
   public:
     WindowHandle Find(const char16_t*, const char16_t*) override { return nullptr; }
@@ -245,6 +298,7 @@ class OfflineMachine : public Machine {
     Shell& shell() override { return shell_; }
     VersionInfo& version() override { return version_; }
     Processes& processes() override { return processes_; }
+    ProcessEnumeration& processEnumeration() override { return processEnumeration_; }
     Windows& windows() override { return windows_; }
     Resources& resources() override { return resources_; }
     TraceSink& trace() override { return trace_; }
@@ -279,6 +333,7 @@ class OfflineMachine : public Machine {
     OfflineShell shell_;
     OfflineVersion version_;
     OfflineProcesses processes_;
+    OfflineProcessEnumeration processEnumeration_{processes_};
     OfflineWindows windows_;
     OfflineResources resources_;
     OfflineTrace trace_;

@@ -12,6 +12,7 @@ Files& FilesBackend();
 Shell& ShellBackend();
 VersionInfo& VersionBackend();
 Processes& ProcessesBackend();
+ProcessEnumeration& ProcessEnumerationBackend();
 Windows& WindowsBackend();
 Resources& ResourcesBackend();
 TraceSink& TraceBackend();

@@ -15,6 +15,7 @@ class RealMachine final : public Machine {
     Shell& shell() override { return ShellBackend(); }
     VersionInfo& version() override { return VersionBackend(); }
     Processes& processes() override { return ProcessesBackend(); }
+    ProcessEnumeration& processEnumeration() override { return ProcessEnumerationBackend(); }
     Windows& windows() override { return WindowsBackend(); }
     Resources& resources() override { return ResourcesBackend(); }
     TraceSink& trace() override { return TraceBackend(); }

@@ -289,3 +289,27 @@ TEST_F(ScannerTest, DiffOfTwoScanFilesShowsTheAddedValue) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ScannerOffline, AnImageHasNoProcessesAndThatIsNoFailure) {
+    MemoryMachine machine;
+    ScopedMachine scope{machine};
+    machine.AddProcess(1234, u"C:\\app\\a.exe");
+    CVistrelMainPlugin root;
+    scanner::ScanOptions options;
+    options.categories = {"IDS_VISTREL_PROCESSES"};
+    options.offline = true;
+    const scanner::ScanResult result = scanner::ScanTree(root, options);
+    ASSERT_EQ(result.records.size(), 1u);
+    EXPECT_EQ(result.records[0].status, "offline");
+    EXPECT_FALSE(result.incomplete);
+    // Live, the same machine's process is read: its module is an entry.
+    options.offline = false;
+    const scanner::ScanResult live = scanner::ScanTree(root, options);
+    ASSERT_FALSE(live.records.empty());
+    EXPECT_EQ(live.records[0].status, "");
+    EXPECT_EQ(live.records[0].entry, "a.exe");
+}
+
+}  // namespace
