@@ -73,6 +73,9 @@ class MemoryRegistry : public Registry {
     Status SetValue(RegKey key, const char16_t* name, std::uint32_t type, const void* data,
                     std::uint32_t dataBytes) override;
     Status DeleteValue(RegKey key, const char16_t* name) override;
+    Status SetCountedValue(RegKey key, std::u16string_view name, std::uint32_t type,
+                           const void* data, std::uint32_t dataBytes) override;
+    Status DeleteCountedValue(RegKey key, std::u16string_view name) override;
     Status DeleteTree(RegKey parent, const char16_t* subKey) override;
     Status DenyAllAccess(RegKey parent, const char16_t* subKey) override;
     Status AllowAllAccess(RegKey parent, const char16_t* subKey) override;
