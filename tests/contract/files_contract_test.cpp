@@ -60,10 +60,19 @@ TEST_P(FilesContract, FindGivesSortedNamesAndSystemErrors) {
         {u"aDir\\", {u"#2"}},
         // Wildcards belong in the last component only.
         {u"a*\\x.txt", {u"#123"}},
+        // Blanks and dots that end a path go; a folder's name loses one dot.
+        {u"b.txt. .", {u"b.txt"}},
+        {u"aDir.\\..\\Program.EXE..", {u"Program.EXE"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(Narrow(c.pattern));
         EXPECT_EQ(Find(InFolder(c.pattern)), c.names);
+    }
+
+    // "\\?\" and "\??\" paths are taken as they stand, untrimmed.
+    for (const char16_t* prefix : {u"\\\\?\\", u"\\??\\"}) {
+        EXPECT_EQ(Find(prefix + InFolder(u"b.txt")), Names{u"b.txt"});
+        EXPECT_EQ(Find(prefix + InFolder(u"b.txt.")), Names{u"#2"});
     }
 
     std::u16string slashed = InFolder(u"b.txt");
