@@ -231,6 +231,9 @@ class MemoryVersion : public VersionInfo {
   private:
     const std::string* Block(const char16_t* path);
     MachineState& state_;
+    // The bytes Get wrote into each buffer it filled: a query reads no further, whatever the
+    // block's first word claims.
+    std::map<const void*, std::uint32_t> filled_;
 };
 
 class MemoryResources : public Resources {

@@ -186,26 +186,34 @@ TEST(MemoryResources, StringsByIdAndLastErrorPerThread) {
     EXPECT_EQ(machine.LastError(), static_cast<std::uint32_t>(kErrorFileNotFound));
 }
 
-TEST(MemoryVersion, BlocksAreHandedOutAsStored) {
+TEST(MemoryVersion, BlocksAreHandedOutAsStoredAndReadOnlyWithinTheirBytes) {
     MemoryMachine machine;
     VersionInfo& version = machine.version();
     const std::string block = testsupport::BuildVersionBlock({});
-    machine.SetVersionBlock(u"C:\\App\\app.exe", block);
     machine.AddFile(u"C:\\App\\plain.exe");
-
     EXPECT_EQ(version.GetSize(u"C:\\App\\plain.exe"), 0u);
     EXPECT_EQ(machine.LastError(), static_cast<std::uint32_t>(kErrorResourceTypeNotFound));
-    const std::uint32_t size = version.GetSize(u"c:\\app\\APP.EXE");
-    ASSERT_EQ(size, block.size());
 
-    // A copy cut short holds only the bytes asked for; the rest of it can't be read as a block.
-    std::vector<char> cut(size, 0);
-    ASSERT_TRUE(version.Get(u"C:\\App\\app.exe", 8, cut.data()));
-    EXPECT_EQ(std::string(cut.data(), 8), block.substr(0, 8));
-    EXPECT_EQ(cut[8], 0);
-    const void* value = nullptr;
-    std::uint32_t length = 0;
-    EXPECT_FALSE(version.Query(cut.data(), u"\\", &value, &length));
+    // Each copy lands in a buffer that holds a whole block from before: a query must not read
+    // those stale bytes behind what was really copied, whatever the block's first word claims.
+    const struct {
+        std::string stored;
+        std::uint32_t asked;  // 0: the size GetSize gives
+        bool readable;
+    } cases[] = {{block, 0, true},
+                 {block, 8, false},  // a copy cut short
+                 {block.substr(0, 1), 0, false},
+                 {block.substr(0, block.size() - 4), 0, false}};  // claims more than it holds
+    for (const auto& c : cases) {
+        machine.SetVersionBlock(u"C:\\App\\app.exe", c.stored);
+        const std::uint32_t size = version.GetSize(u"c:\\app\\APP.EXE");
+        ASSERT_EQ(size, c.stored.size());
+        std::string buffer = block;
+        ASSERT_TRUE(version.Get(u"C:\\App\\app.exe", c.asked ? c.asked : size, buffer.data()));
+        const void* value = nullptr;
+        std::uint32_t length = 0;
+        EXPECT_EQ(version.Query(buffer.data(), u"\\", &value, &length), c.readable) << c.asked;
+    }
 }
 
 }  // namespace
