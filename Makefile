@@ -13,7 +13,7 @@ export CCACHE_BASEDIR ?= $(CURDIR)
 export CCACHE_NOHASHDIR ?= 1
 endif
 
-.PHONY: all deps native windows test test-native test-windows run format sanitize tsan bench clean
+.PHONY: all deps native windows test test-native test-windows run format sanitize tsan bench fuzz clean
 
 all: native windows
 
@@ -56,6 +56,12 @@ tsan: deps
 bench: deps
 	@cmake -S . -B build/bench $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release >/dev/null
 	@cmake --build build/bench -j $(JOBS) --target vistrel_bench && build/bench/bin/vistrel_bench
+
+# Each fuzz harness for FUZZ_SECONDS under libFuzzer (clang); `make test` replays their corpora.
+FUZZ_SECONDS ?= 60
+fuzz: deps
+	@scripts/install-deps.sh fuzz
+	@scripts/fuzz.sh $(FUZZ_SECONDS)
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

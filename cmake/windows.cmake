@@ -71,7 +71,8 @@ if(VISTREL_WINE_TEST_SOURCES)
     target_compile_definitions(vistrel_wine_tests PRIVATE
         VISTREL_DIST_DIR="${VISTREL_DIST}" VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
     add_test(NAME wine_windows_only COMMAND vistrel_wine_tests)
-    set_tests_properties(wine_windows_only PROPERTIES RUN_SERIAL TRUE)
+    # One test of many page runs through the hosted DLL, each of them a few seconds under Wine.
+    set_tests_properties(wine_windows_only PROPERTIES RUN_SERIAL TRUE TIMEOUT 300)
 endif()
 
 # --- Platform backend tests: a DLL that holds only a version resource, which the contract suite

@@ -4,6 +4,8 @@
 set -euo pipefail
 packages=(cmake ninja-build g++ make googletest libgtest-dev libgmock-dev libbenchmark-dev
     clang-format g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64 xvfb xauth)
+# `install-deps.sh fuzz`: clang with its libFuzzer and sanitizer runtimes, for `make fuzz` only.
+[ "${1:-}" = fuzz ] && packages=(clang-14 libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

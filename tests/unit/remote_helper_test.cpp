@@ -1,0 +1,212 @@
+// The helper process's messages: every operation through a loopback channel gives what the
+// in-process helper gives on the same machine, and a malformed request runs nothing.
+#include "libs/talelev/remote_helper.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "libs/talutils/text_utils.h"
+#include "platform/memory/memory_machine.h"
+
+namespace {
+
+using platform::kHkeyCurrentUser;
+using namespace talelev;
+
+// Serves each request at once on an in-process helper, as the helper process does.
+class Loopback : public IHelperChannel {
+  public:
+    explicit Loopback(bool* broken = nullptr) : broken_(broken) {}
+    bool Exchange(const std::string& request, std::string* answer) override {
+        if (broken_ && *broken_) return false;
+        IElevatedHelper* helper = nullptr;
+        CElevatedHelperFactory::CreateInProcessHelper({}, &helper);
+        bool release = false;
+        *answer = ServeHelperRequest(*helper, request, &release);
+        helper->Release();
+        return true;
+    }
+
+  private:
+    bool* broken_;
+};
+
+// A fresh machine with a few keys, values, files and processes.
+struct Fixture {
+    Fixture() {
+        machine.SetString(kHkeyCurrentUser, u"T", u"s", u"text");
+        machine.SetRaw(kHkeyCurrentUser, u"T", std::u16string(u"h\0x", 3), platform::kRegSz, "ab");
+        machine.AddKey(kHkeyCurrentUser, u"T\\Sub\\Deep");
+        machine.AddFile(u"C:\\x\\a.txt", "a");
+        machine.AddProcess(1234, u"C:\\app\\a.exe");
+        machine.FailWrites(kHkeyCurrentUser, u"Locked");
+    }
+    platform::memory::MemoryMachine machine;
+    platform::memory::ScopedMachine scope{machine};
+};
+
+std::string Describe(std::int32_t status, const std::vector<std::u16string>& texts = {},
+                     const std::vector<std::uint8_t>& data = {}, std::uint32_t number = 0) {
+    std::string text = std::to_string(status) + " n=" + std::to_string(number) + " d=";
+    text.append(data.begin(), data.end());
+    for (const std::u16string& t : texts) text += " [" + talutils::ToUtf8(t) + "]";
+    return text;
+}
+
+using Operation = std::function<std::string(IElevatedHelper&)>;
+
+TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
+    const platform::RegKey hkcu = kHkeyCurrentUser;
+    const std::u16string hidden(u"h\0x", 3);
+    const std::vector<std::pair<const char*, Operation>> operations = {
+        {"delete key",
+         [&](IElevatedHelper& h) { return Describe(h.Reg_DeleteKey(hkcu, u"T\\Sub")); }},
+        {"delete root", [&](IElevatedHelper& h) { return Describe(h.Reg_DeleteKey(hkcu, u"")); }},
+        {"delete hidden value",
+         [&](IElevatedHelper& h) {
+             const std::int32_t s = h.Reg_DeleteValue(hkcu, u"T", hidden);
+             std::vector<std::u16string> names;
+             h.Reg_EnumValues(hkcu, u"T", names);
+             return Describe(s, names);
+         }},
+        {"set value",
+         [&](IElevatedHelper& h) {
+             const std::int32_t s = h.Reg_SetValue(hkcu, u"New\\K", u"v", "xyz", 3, 3, 1);
+             std::vector<std::uint8_t> data;
+             std::uint32_t type = 0;
+             return Describe(s) +
+                    Describe(h.Reg_QueryValue(hkcu, u"New\\K", u"v", &type, data), {}, data, type);
+         }},
+        {"set value refused",
+         [&](IElevatedHelper& h) {
+             return Describe(h.Reg_SetValue(hkcu, u"T", u"v", nullptr, 4, 3, 0)) +
+                    Describe(h.Reg_SetValue(hkcu, u"T", u"v", "x", -1, 3, 0)) +
+                    Describe(h.Reg_SetValue(hkcu, u"Missing", u"v", "x", 1, 3, 0)) +
+                    Describe(h.Reg_SetValue(hkcu, u"Locked", u"v", "x", 1, 3, 0));
+         }},
+        {"query missing",
+         [&](IElevatedHelper& h) {
+             std::vector<std::uint8_t> data{1};
+             std::uint32_t type = 9;
+             return Describe(h.Reg_QueryValue(hkcu, u"T", u"none", &type, data), {}, data, type);
+         }},
+        {"enum keys, tree, open test",
+         [&](IElevatedHelper& h) {
+             std::vector<std::u16string> keys;
+             const std::int32_t s = h.Reg_EnumKeys(hkcu, u"T", keys);
+             return Describe(s, keys) + Describe(h.Reg_CreateKey(hkcu, u"A\\B")) +
+                    Describe(h.Reg_DeleteTree(hkcu, u"T")) +
+                    Describe(h.Reg_OpenTest(hkcu, u"T\\Sub", platform::kKeyRead)) +
+                    Describe(h.Reg_OpenTest(hkcu, u"A\\B", platform::kKeyRead));
+         }},
+        {"processes",
+         [&](IElevatedHelper& h) {
+             std::vector<std::u16string> modules;
+             std::u16string image;
+             std::vector<std::uint32_t> ids;
+             const std::int32_t e = h.Proc_Enum(ids);
+             return Describe(e, {}, {}, static_cast<std::uint32_t>(ids.size())) +
+                    Describe(h.Proc_EnumModules(1234, modules), modules) +
+                    Describe(h.Proc_GetImagePath(1234, image), {image}) +
+                    Describe(h.Proc_Kill(1234)) + Describe(h.Proc_Kill(999)) +
+                    Describe(h.IsElevated());
+         }},
+        {"start and delete files",
+         [&](IElevatedHelper& h) {
+             platform::ShellExecuteInfo info;
+             info.cbSize = sizeof info;
+             info.lpFile = u"regedit.exe";
+             info.lpParameters = u"/m";
+             info.nShow = 5;
+             std::uint32_t id = 77;
+             const std::int32_t s = h.Proc_Create(&info, &id);
+             info.cbSize = 0;
+             return Describe(s, {}, {}, id) + Describe(h.Proc_Create(&info, &id)) + Describe(h.File_Delete(u"C:\\x\\a.txt")) +
+                    Describe(h.File_Delete(u"C:\\x\\a.txt"));
+         }},
+    };
+    for (const auto& [name, operation] : operations) {
+        std::string direct, remote;
+        {
+            Fixture f;
+            IElevatedHelper* helper = nullptr;
+            ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
+            direct = operation(*helper);
+            helper->Release();
+        }
+        {
+            Fixture f;
+            IElevatedHelper* helper = new CRemoteHelper(std::make_unique<Loopback>());
+            remote = operation(*helper);
+            helper->Release();
+        }
+        EXPECT_EQ(remote, direct) << name;
+    }
+}
+
+TEST(RemoteHelper, MalformedRequestsGetAnErrorAndRunNothing) {
+    Fixture f;
+    HelperRequest request;
+    request.op = HelperOp::kRegDeleteKey;
+    request.root = kHkeyCurrentUser;
+    request.keyPath = u"T";
+    const std::string good = EncodeRequest(request);
+    std::string badRoot = good;
+    badRoot[4] = 0x09;
+    std::string unknown = good;
+    unknown[0] = 99;
+    std::string oddText = good;
+    oddText[8] = 3;
+    const struct {
+        const char* name;
+        std::string bytes;
+        std::int32_t status;
+    } cases[] = {
+        {"empty", "", kHelperMalformed},
+        {"short", good.substr(0, 3), kHelperMalformed},
+        {"truncated", good.substr(0, good.size() - 1), kHelperMalformed},
+        {"trailing", good + "x", kHelperMalformed},
+        {"count past the end", good.substr(0, 8) + "\xff\xff\xff\x7f", kHelperMalformed},
+        {"odd text", oddText.substr(0, 12) + "abc", kHelperMalformed},
+        {"bad root", badRoot, kHelperMalformed},
+        {"unknown", unknown, kHelperUnknownOp},
+        {"oversized", good + std::string(kMaxHelperMessageBytes, 'x'), kHelperTooLarge},
+    };
+    IElevatedHelper* helper = nullptr;
+    ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
+    for (const auto& c : cases) {
+        bool release = true;
+        HelperAnswer answer;
+        ASSERT_TRUE(DecodeAnswer(HelperOp::kRegDeleteKey,
+                                 ServeHelperRequest(*helper, c.bytes, &release), &answer))
+            << c.name;
+        EXPECT_EQ(answer.status, c.status) << c.name;
+        EXPECT_FALSE(release) << c.name;
+        EXPECT_TRUE(f.machine.HasKey(kHkeyCurrentUser, u"T")) << c.name;
+    }
+    helper->Release();
+}
+
+TEST(RemoteHelper, ABrokenChannelOrAMalformedAnswerFailsWithEmptyOutputs) {
+    Fixture f;
+    bool broken = true;
+    IElevatedHelper* helper = new CRemoteHelper(std::make_unique<Loopback>(&broken));
+    std::vector<std::u16string> names{u"stale"};
+    EXPECT_EQ(helper->Reg_EnumValues(kHkeyCurrentUser, u"T", names), kHelperBrokenPipe);
+    EXPECT_TRUE(names.empty());
+    EXPECT_FALSE(helper->IsElevated());
+    helper->Release();
+
+    HelperAnswer answer;
+    answer.texts = {u"a", u"b"};
+    const std::string reply = EncodeAnswer(HelperOp::kRegEnumKeys, answer);
+    EXPECT_TRUE(DecodeAnswer(HelperOp::kRegEnumKeys, reply, &answer));
+    EXPECT_FALSE(DecodeAnswer(HelperOp::kRegEnumKeys, reply.substr(0, reply.size() - 1), &answer));
+    EXPECT_TRUE(answer.texts.empty());
+    // A count that the bytes can't hold is refused before anything is reserved for it.
+    EXPECT_FALSE(
+        DecodeAnswer(HelperOp::kProcEnum, std::string(4, '\0') + "\xff\xff\xff\xff", &answer));
+}
+
+}  // namespace
