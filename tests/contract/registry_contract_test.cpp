@@ -192,33 +192,30 @@ TEST_P(RegistryContract, EnumerationSizesAndOrder) {
     ASSERT_EQ(SetText(u"Seven77", u"0123456789"), kErrorSuccess);
     char16_t name[16];
     char buffer[64];
-    // The name's capacity counts its terminator; the type and the data's size come back anyway.
-    std::uint32_t chars = 7, type = 0, size = 4;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, buffer, &size),
-              kErrorMoreData);
-    EXPECT_EQ(chars, 7u);
-    EXPECT_EQ(type, kRegSz);
-    EXPECT_EQ(size, 22u);
-    // A name that fits is delivered even when the data doesn't.
-    chars = 8;
-    size = 4;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, buffer, &size),
-              kErrorMoreData);
-    EXPECT_EQ(size, 22u);
-    EXPECT_EQ(chars, 7u);
-    EXPECT_EQ(std::u16string(name), u"Seven77");
-    chars = 8;
-    size = sizeof(buffer);
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, buffer, &size),
-              kErrorSuccess);
-    EXPECT_EQ(std::string(buffer, size), Utf16Bytes(u"0123456789", true));
-    // Without a buffer only the size is asked for.
-    chars = 8;
-    size = 0;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, nullptr, &size),
-              kErrorSuccess);
-    EXPECT_EQ(size, 22u);
+    // The name's capacity counts its terminator; a name that fits comes even when the data
+    // doesn't; the type and the data's size come back anyway; without a buffer only the size is
+    // asked for.
+    const struct {
+        std::uint32_t chars, size;
+        char* data;
+        Status status;
+    } cases[] = {{7, 4, buffer, kErrorMoreData},
+                 {8, 4, buffer, kErrorMoreData},
+                 {8, sizeof(buffer), buffer, kErrorSuccess},
+                 {8, 0, nullptr, kErrorSuccess}};
+    for (const auto& c : cases) {
+        std::uint32_t chars = c.chars, type = 0, size = c.size;
+        EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, c.data, &size), c.status);
+        EXPECT_EQ(chars, 7u);
+        EXPECT_EQ(type, kRegSz);
+        EXPECT_EQ(size, 22u);
+        if (c.chars == 8) {
+            EXPECT_EQ(std::u16string(name), u"Seven77");
+        }
+    }
+    EXPECT_EQ(std::string(buffer, 22), Utf16Bytes(u"0123456789", true));
 
+    std::uint32_t chars = 0;
     // Sub-keys come sorted without regard to case.
     for (const char16_t* key : {u"b", u"Five5", u"C", u"a"}) MakeKey(key);
     EXPECT_EQ(Enumerate(false), (Names{u"a", u"b", u"C", u"Five5"}));
