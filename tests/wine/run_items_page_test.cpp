@@ -135,15 +135,16 @@ class HiddenValuePage : public HostedPage {
   protected:
     HiddenValuePage() : HostedPage({{kPlain, L"C:\\plain.exe"}}) {}
     static platform::Status WithRunKey(bool remove) {
-        HKEY key;
-        if (RegOpenKeyExW(HKEY_CURRENT_USER, kRunKey, 0, KEY_SET_VALUE, &key) != ERROR_SUCCESS)
-            return platform::kErrorFileNotFound;
         platform::Registry& registry = platform::win32::RegistryBackend();
-        static const wchar_t kData[] = L"C:\\hidden.exe";
-        const platform::Status status =
-            remove ? registry.DeleteCountedValue(key, kHidden)
-                   : registry.SetCountedValue(key, kHidden, REG_SZ, kData, sizeof(kData));
-        RegCloseKey(key);
+        platform::RegKey key = nullptr;
+        platform::Status status =
+            registry.OpenKey(platform::kHkeyCurrentUser, reinterpret_cast<const char16_t*>(kRunKey),
+                             platform::kKeySetValue, &key);
+        if (status != platform::kErrorSuccess) return status;
+        static const char16_t kData[] = u"C:\\hidden.exe";
+        status = remove ? registry.DeleteCountedValue(key, kHidden)
+                        : registry.SetCountedValue(key, kHidden, REG_SZ, kData, sizeof(kData));
+        registry.CloseKey(key);
         return status;
     }
     void SetUp() override {
