@@ -13,7 +13,7 @@ export CCACHE_BASEDIR ?= $(CURDIR)
 export CCACHE_NOHASHDIR ?= 1
 endif
 
-.PHONY: all deps native windows test test-native test-windows run format sanitize tsan bench fuzz clean
+.PHONY: all deps native windows test test-native test-windows run format sanitize tsan bench bench-wine fuzz clean
 
 all: native windows
 
@@ -56,6 +56,10 @@ tsan: deps
 bench: deps
 	@cmake -S . -B build/bench $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release >/dev/null
 	@cmake --build build/bench -j $(JOBS) --target vistrel_bench && build/bench/bin/vistrel_bench
+
+bench-wine: windows
+	@scripts/with-display.sh $(CURDIR)/$(WINDOWS)/wineprefix \
+	    wine $(CURDIR)/$(WINDOWS)/bin/vistrel_wine_bench.exe
 
 # Each fuzz harness for FUZZ_SECONDS under libFuzzer (clang); `make test` replays their corpora.
 FUZZ_SECONDS ?= 60

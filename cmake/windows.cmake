@@ -15,6 +15,16 @@ vistrel_target(vistrel_win32)
 target_link_libraries(vistrel_win32 PUBLIC vistrel_core shlwapi shell32 ole32 oleaut32 uuid version
     advapi32 user32 gdi32 comctl32)
 
+# The helper process that runs writes with raised rights, and the plug-in's way to it.
+add_library(vistrel_elevation STATIC libs/talelev/win32/pipe_frames.cpp
+    libs/talelev/win32/elevator_client.cpp)
+vistrel_target(vistrel_elevation)
+target_link_libraries(vistrel_elevation PUBLIC vistrel_win32 bcrypt)
+add_executable(vistrel-elevator WIN32 libs/talelev/win32/elevator_main.cpp)
+vistrel_target(vistrel-elevator)
+target_link_libraries(vistrel-elevator PRIVATE vistrel_elevation)
+target_link_options(vistrel-elevator PRIVATE -municode)
+
 # The page's Win32 view and the Win32 parts of the console.
 file(GLOB_RECURSE VISTREL_UI_SOURCES CONFIGURE_DEPENDS console/win32/*.cpp)
 add_library(vistrel_ui STATIC ${VISTREL_UI_SOURCES})
@@ -28,7 +38,7 @@ add_library(vistrel SHARED ${VISTREL_DLL_SOURCES} ${PROJECT_SOURCE_DIR}/frame/wi
 vistrel_target(vistrel)
 set_target_properties(vistrel PROPERTIES PREFIX "" OUTPUT_NAME vistrel)
 target_link_libraries(vistrel PRIVATE -Wl,--whole-archive vistrel_ui -Wl,--no-whole-archive
-    vistrel_win32 vistrel_core)
+    vistrel_elevation vistrel_win32 vistrel_core)
 
 # The console host.
 file(GLOB VISTREL_HOST_SOURCES CONFIGURE_DEPENDS host/*.cpp host/*.rc)
@@ -44,9 +54,10 @@ set(VISTREL_DIST ${CMAKE_BINARY_DIR}/dist)
 add_custom_target(dist ALL
     COMMAND ${CMAKE_COMMAND} -E make_directory ${VISTREL_DIST}/Lang
     COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel> ${VISTREL_DIST}/
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel-elevator> ${VISTREL_DIST}/
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${PROJECT_SOURCE_DIR}/lang/l_vistrel.ini
             ${VISTREL_DIST}/Lang/
-    DEPENDS vistrel)
+    DEPENDS vistrel vistrel-elevator)
 if(TARGET vistrel-host)
     add_custom_command(TARGET dist POST_BUILD
         COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel-host> ${VISTREL_DIST}/)
@@ -66,8 +77,8 @@ file(GLOB_RECURSE VISTREL_WINE_TEST_SOURCES CONFIGURE_DEPENDS tests/wine/*.cpp t
 if(VISTREL_WINE_TEST_SOURCES)
     add_executable(vistrel_wine_tests ${VISTREL_WINE_TEST_SOURCES})
     vistrel_target(vistrel_wine_tests)
-    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_memory vistrel_win32 gmock gtest)
-    add_dependencies(vistrel_wine_tests dist)
+    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_memory vistrel_elevation gmock gtest)
+    add_dependencies(vistrel_wine_tests dist vistrel-elevator)
     target_compile_definitions(vistrel_wine_tests PRIVATE
         VISTREL_DIST_DIR="${VISTREL_DIST}" VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
     add_test(NAME wine_windows_only COMMAND vistrel_wine_tests)
@@ -86,4 +97,13 @@ target_compile_definitions(vistrel_tests PRIVATE
     VISTREL_VERSION_PROBE_DLL="$<TARGET_FILE:version_probe>")
 if(TARGET vistrel_wine_tests)
     target_sources(vistrel_wine_tests PRIVATE tests/wine/platform_strings.rc)
+endif()
+
+# Benchmarks run by hand under Wine (`make bench-wine`), not tests: real registry reads against
+# a bare Win32 baseline in the same run.
+file(GLOB VISTREL_WINE_BENCH_SOURCES CONFIGURE_DEPENDS tests/bench/win32/*.cpp)
+if(VISTREL_WINE_BENCH_SOURCES)
+    add_executable(vistrel_wine_bench ${VISTREL_WINE_BENCH_SOURCES})
+    vistrel_target(vistrel_wine_bench)
+    target_link_libraries(vistrel_wine_bench PRIVATE vistrel_win32)
 endif()

@@ -4,6 +4,12 @@
 
 #include <new>
 
+#include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/services.h"
+#include "collectors/autostart/winsock.h"
+#include "collectors/shell/file_assoc.h"
+#include "collectors/shell/installed_components.h"
+
 namespace {
 
 // A failed allocation leaves that node out; the rest of the tree is still built.
@@ -22,14 +28,14 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelStartupItems>(children);
     Append<CVistrelLoadItems>(children);
     Append<CVistrelINI>(children);
-    // 5: CVistrelKnownDLLs, the known DLLs of the session manager, joins here.
-    // 6: CVistrelFileAssoc, the commands of executable file classes, joins here.
+    Append<CVistrelKnownDLLs>(children);
+    Append<CVistrelFileAssoc>(children);
     Append<CVistrelScripts>(children);
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
     Append<CVistrelWE>(children);
     // 11: CVistrelHosts, the hosts file, joins here.
-    // 12: CVistrelWinsock, the Winsock catalogue, joins here.
+    Append<CVistrelWinsock>(children);
     // 13: CVistrelProcProcesses, the running processes, joins here.
 }
 
@@ -53,7 +59,8 @@ CVistrelScripts::CVistrelScripts() {
 }
 
 CVistrelServices::CVistrelServices() {
-    // CVistrelServices_Process before CVistrelServices_Driver.
+    Append<CVistrelServices_Process>(children);
+    Append<CVistrelServices_Driver>(children);
 }
 
 CVistrelIE::CVistrelIE() {
@@ -61,6 +68,6 @@ CVistrelIE::CVistrelIE() {
 }
 
 CVistrelWE::CVistrelWE() {
-    // CVistrelWEInstallededComponents first, then CVistrelWEShellExtensions and
-    // CVistrelWEShellExecHooks.
+    Append<CVistrelWEInstallededComponents>(children);
+    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
 }

@@ -116,9 +116,10 @@ class CElevatedHelperFactory {
     // A helper that acts with the caller's own rights. *helper is null on failure; a null
     // helper address gives E_INVALIDARG.
     static std::int32_t GetDirectHelper(IElevatedHelper** helper);
-    // The helper that suits this OS for work that needs raised rights. Today it acts in the
-    // caller's process and its IsElevated tells whether that process is elevated; a helper that
-    // acts from a raised process plugs in through SetCreateFunction. *helper is null on failure.
+    // The helper that suits this OS for work that needs raised rights. The built-in function
+    // acts in the caller's process and its IsElevated tells whether that process is elevated;
+    // the DLL plugs in the helper process (libs/talelev/win32) through SetCreateFunction.
+    // *helper is null on failure.
     static std::int32_t GetProperHelperForOS(platform::WindowHandle parentWindow,
                                              IElevatedHelper** helper);
     // Whether raised rights can be had here: the process is elevated already, or its token is

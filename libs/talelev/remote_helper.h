@@ -17,11 +17,14 @@ class IHelperChannel {
   public:
     virtual ~IHelperChannel() = default;
     virtual bool Exchange(const std::string& request, std::string* answer) = 0;
+    // The id of the process at the other end, 0 when there is none.
+    virtual std::uint32_t PeerProcessId() const { return 0; }
 };
 
 class CRemoteHelper final : public IElevatedHelper {
   public:
     explicit CRemoteHelper(std::unique_ptr<IHelperChannel> channel);
+    std::uint32_t PeerProcessId() const { return channel_ ? channel_->PeerProcessId() : 0; }
 
     std::int32_t Reg_DeleteKey(platform::RegKey root, const std::u16string& keyPath) override;
     std::int32_t Reg_DeleteValue(platform::RegKey root, const std::u16string& keyPath,

@@ -1,0 +1,260 @@
+// File associations on the memory machine: which class commands become entries and with what
+// text, whatever their values hold, and that Restore writes exactly the default command into
+// exactly the chosen key, or nothing. Fixtures go through HKEY_CLASSES_ROOT and the machine's
+// own classes key alike, so they hold whether the merged view is one key or two.
+#include "collectors/shell/file_assoc.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frame/module_objects.h"
+#include "platform/memory/memory_machine.h"
+#include "tools/elevation_support.h"
+#include "tools/file_details.h"
+#include "tools/registry_values.h"
+
+namespace {
+
+using platform::kHkeyClassesRoot;
+using platform::kHkeyLocalMachine;
+using platform::memory::MemoryMachine;
+using platform::memory::ScopedMachine;
+
+constexpr std::array<const char16_t*, 4> kClasses = {u"exefile", u"comfile", u"batfile",
+                                                     u"piffile"};
+constexpr char16_t kEditorKey[] = u"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit";
+
+std::string Bytes(std::u16string_view text) {
+    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+}
+std::u16string CommandKey(int cls) {
+    return std::u16string(kClasses[cls]) + u"\\shell\\open\\command";
+}
+std::u16string MachineKey(int cls) {
+    return u"Software\\Classes\\" + CommandKey(cls);
+}
+
+// What a class's command key holds: one value, the default one unless named.
+struct Fixture {
+    std::uint32_t type;
+    std::string bytes;
+    std::u16string name;
+};
+Fixture Sz(std::u16string_view text) {
+    return {platform::kRegSz, Bytes(text) + std::string(2, 0), u""};
+}
+const std::u16string kDefault = u"\"%1\" %*";
+
+void Install(MemoryMachine& machine, const std::array<std::optional<Fixture>, 4>& classes) {
+    for (int cls = 0; cls < 4; ++cls) {
+        if (!classes[cls]) continue;
+        const Fixture& f = *classes[cls];
+        machine.SetRaw(kHkeyClassesRoot, CommandKey(cls), f.name, f.type, f.bytes);
+        machine.SetRaw(kHkeyLocalMachine, MachineKey(cls), f.name, f.type, f.bytes);
+    }
+}
+
+bool CollectText(std::int32_t, const char16_t* text, CVistrelPlugin*, CVistrelPlugin*,
+                 void* context) {
+    static_cast<std::vector<std::u16string>*>(context)->push_back(text);
+    return true;
+}
+bool CollectLine(std::int32_t, std::int32_t label, const char16_t* value, std::int32_t flags,
+                 void* context) {
+    EXPECT_EQ(flags, 0);
+    static_cast<std::vector<std::pair<std::int32_t, std::u16string>>*>(context)->emplace_back(
+        label, value);
+    return true;
+}
+
+struct ListCase {
+    const char* what;
+    std::array<std::optional<Fixture>, 4> classes;
+    std::vector<std::pair<int, std::u16string>> listed;  // class, command; under each root
+};
+
+const ListCase kListCases[] = {
+    {"no class key: no entry", {}, {}},
+    {"the default command and a hijacked one are both entries, in table order",
+     {Sz(kDefault), Sz(u"C:\\evil.exe \"%1\" %*")},
+     {{0, kDefault}, {1, u"C:\\evil.exe \"%1\" %*"}}},
+    {"an expandable command stands unexpanded",
+     {std::nullopt, std::nullopt, Fixture{platform::kRegExpandSz, Bytes(u"%TEMP%\\x.exe\0"), u""}},
+     {{2, u"%TEMP%\\x.exe"}}},
+    {"a zero-byte value after a longer one is an empty command",
+     {Sz(u"C:\\long\\command.exe \"%1\" %*"), Fixture{platform::kRegSz, "", u""}},
+     {{0, u"C:\\long\\command.exe \"%1\" %*"}, {1, u""}}},
+    {"non-string data ends at its bytes, an odd last byte dropped",
+     {Fixture{platform::kRegBinary, Bytes(u"run.exe") + "x", u""},
+      Fixture{platform::kRegDword, Bytes(u"AB"), u""}},
+     {{0, u"run.exe"}, {1, u"AB"}}},
+    {"a NUL inside ends the command",
+     {std::nullopt, std::nullopt, std::nullopt,
+      Fixture{platform::kRegSz, Bytes(std::u16string_view(u"a.exe\0hidden", 12)), u""}},
+     {{3, u"a.exe"}}},
+    {"a value over 4096 bytes or a key without default value is no entry",
+     {Sz(std::u16string(2048, u'x')), Fixture{platform::kRegSz, Bytes(u"v\0"), u"named"},
+      Sz(u"ok")},
+     {{2, u"ok"}}},
+};
+
+TEST(FileAssoc, ListsEveryReadableCommandUnderEachRoot) {
+    for (const ListCase& c : kListCases) {
+        SCOPED_TRACE(c.what);
+        MemoryMachine machine;
+        ScopedMachine scoped(machine);
+        Install(machine, c.classes);
+        CVistrelFileAssoc assoc;
+        std::vector<std::u16string> shown;
+        const std::int32_t count = assoc.EnumerateItems(CollectText, true, &shown);
+        EXPECT_FALSE(assoc.failed);
+        EXPECT_EQ(assoc.GetActionMask(-1), 1u);
+        ASSERT_EQ(count, static_cast<std::int32_t>(2 * c.listed.size()));
+        ASSERT_EQ(assoc.items.size(), 2 * c.listed.size());
+        for (std::size_t i = 0; i < assoc.items.size(); ++i) {
+            const bool machineWide = i >= c.listed.size();
+            const auto& [cls, command] = c.listed[i % c.listed.size()];
+            const std::u16string path =
+                machineWide ? u"Software\\CLASSES\\" + CommandKey(cls) : CommandKey(cls);
+            const si_assoc_info& item = assoc.items[i];
+            EXPECT_EQ(item.root, machineWide ? kHkeyLocalMachine : kHkeyClassesRoot);
+            EXPECT_EQ(item.keyPath, path);
+            EXPECT_EQ(item.command, command);
+            EXPECT_EQ(shown[i], path);
+            EXPECT_EQ(assoc.GetActionMask(static_cast<std::int32_t>(i)), 11u);
+
+            std::vector<std::pair<std::int32_t, std::u16string>> lines;
+            EXPECT_EQ(assoc.GetItemDetails(static_cast<std::int32_t>(i), CollectLine, &lines), 3);
+            const std::u16string root = machineWide ? u"HKEY_LOCAL_MACHINE" : u"HKEY_CLASSES_ROOT";
+            EXPECT_EQ(
+                lines,
+                (std::vector<std::pair<std::int32_t, std::u16string>>{
+                    {kDetailsTextPath, root + u"\\" + path}, {22213, command}, {22214, kDefault}}));
+        }
+        EXPECT_EQ(assoc.GetActionMask(count), 1u);
+        EXPECT_EQ(assoc.GetItemDetails(count, CollectLine, nullptr), 0);
+    }
+}
+
+// The items of the action fixture: 0 and 2 the hijacked exefile, 1 and 3 the default comfile.
+constexpr char16_t kHijack[] = u"C:\\hijack.exe \"%1\" %*";
+
+enum class Fault { kNone, kWritesRefused, kKeyGone, kNoHelper };
+
+struct ActionCase {
+    const char* what;
+    std::int32_t action, index;
+    Fault fault;
+    bool returns;
+    std::uint8_t succeeded;
+    bool restored;  // the chosen key holds the default command as REG_SZ afterwards
+};
+
+const ActionCase kActionCases[] = {
+    {"Restore rewrites a hijacked command as REG_SZ", 3, 2, Fault::kNone, true, 1, true},
+    {"Restore through the merged view", 3, 0, Fault::kNone, true, 1, true},
+    {"Restore of the default command writes it again", 3, 3, Fault::kNone, true, 1, true},
+    {"a refused write is said and changes nothing", 3, 2, Fault::kWritesRefused, false, 0, false},
+    {"a key deleted since the read isn't made again", 3, 2, Fault::kKeyGone, false, 0, false},
+    {"without a helper nothing is written", 3, 2, Fault::kNoHelper, false, 0, false},
+    {"Restore out of range is no failure to show", 3, 4, Fault::kNone, false, 1, false},
+    {"Restore on the category itself", 3, -1, Fault::kNone, false, 1, false},
+    {"action 2 doesn't exist here", 2, 2, Fault::kNone, false, 1, false},
+    {"Refresh reads again", 0, -1, Fault::kNone, true, 1, false},
+};
+
+struct Dumped {
+    bool present;
+    std::uint32_t type;
+    std::vector<std::uint8_t> bytes;
+    bool operator==(const Dumped&) const = default;
+};
+// The default values of all eight keys, as the registry holds them.
+std::vector<Dumped> Dump() {
+    std::vector<Dumped> dump;
+    for (int machineWide = 0; machineWide < 2; ++machineWide) {
+        for (int cls = 0; cls < 4; ++cls) {
+            RegValueBytes value;
+            const std::u16string key = machineWide ? MachineKey(cls) : CommandKey(cls);
+            const bool present = ReadRegValue(machineWide ? kHkeyLocalMachine : kHkeyClassesRoot,
+                                              key.c_str(), nullptr, &value);
+            dump.push_back({present, value.type, value.bytes});
+        }
+    }
+    return dump;
+}
+
+TEST(FileAssoc, RestoreWritesExactlyTheDefaultIntoTheChosenKeyOrNothing) {
+    const std::string restoredBytes = Bytes(kDefault) + std::string(2, 0);
+    for (const ActionCase& c : kActionCases) {
+        SCOPED_TRACE(c.what);
+        MemoryMachine machine;
+        ScopedMachine scoped(machine);
+        CreateElevatedHelperSupport();
+        Install(machine, {Fixture{platform::kRegExpandSz, Bytes(kHijack) + std::string(2, 0), u""},
+                          Sz(kDefault)});
+        CVistrelFileAssoc assoc;
+        ASSERT_EQ(assoc.EnumerateItems(nullptr, true, nullptr), 4);
+        const platform::RegKey root = c.index >= 2 ? kHkeyLocalMachine : kHkeyClassesRoot;
+        const int cls = c.index >= 0 ? c.index % 2 : 0;
+        const std::u16string key = c.index >= 2 ? MachineKey(cls) : CommandKey(cls);
+        if (c.fault == Fault::kWritesRefused) machine.FailWrites(root, key);
+        if (c.fault == Fault::kKeyGone) machine.registry().DeleteTree(root, key.c_str());
+        if (c.fault == Fault::kNoHelper) DestroyElevatedHelperSupport();
+        const std::vector<Dumped> before = Dump();
+
+        resultFlags flags;
+        EXPECT_EQ(assoc.DoAction(c.action, c.index, &flags), c.returns);
+        EXPECT_EQ(flags.succeeded, c.succeeded);
+        EXPECT_EQ(flags.deleteItem, 0);
+        EXPECT_EQ(flags.localUpdate, 0);
+
+        const std::vector<Dumped> after = Dump();
+        for (std::size_t k = 0; k < after.size(); ++k) {
+            // The chosen key, and where both roots are one key its twin, may change; no other.
+            if (c.restored && static_cast<int>(k % 4) == cls) continue;
+            EXPECT_EQ(after[k], before[k]) << "key " << k;
+        }
+        if (c.restored) {
+            RegValueBytes value;
+            ASSERT_TRUE(ReadRegValue(root, key.c_str(), nullptr, &value));
+            EXPECT_EQ(value.type, platform::kRegSz);
+            EXPECT_EQ(std::string(value.bytes.begin(), value.bytes.end()), restoredBytes);
+        }
+        if (c.fault == Fault::kKeyGone) {
+            EXPECT_FALSE(machine.HasKey(root, key));
+        }
+        DestroyElevatedHelperSupport();
+    }
+}
+
+TEST(FileAssoc, ButtonsAndGoTo) {
+    MemoryMachine machine;
+    ScopedMachine scoped(machine);
+    CreateElevatedHelperSupport();
+    Install(machine, {Sz(kDefault)});
+    CVistrelFileAssoc assoc;
+    ASSERT_EQ(assoc.EnumerateItems(nullptr, true, nullptr), 2);
+    EXPECT_EQ(assoc.GetActionCount(), 4);
+    const std::int32_t texts[] = {22200, 22202, 22204, -1, -1};
+    for (std::int32_t position = 0; position < 5; ++position)
+        EXPECT_EQ(assoc.GetActionTextId(position), texts[position]) << position;
+    EXPECT_TRUE(assoc.NeedsElevation);
+
+    // The category has no key of its own to go to.
+    resultFlags flags;
+    EXPECT_FALSE(assoc.DoAction(-1, -1, &flags));
+    EXPECT_FALSE(assoc.DoAction(1, 2, &flags));
+    EXPECT_TRUE(machine.Started().empty());
+    EXPECT_FALSE(assoc.DoAction(1, 1, &flags));
+    EXPECT_EQ(machine.GetString(platform::kHkeyCurrentUser, kEditorKey, u"LastKey"),
+              u"Computer\\HKEY_LOCAL_MACHINE\\Software\\CLASSES\\exefile\\shell\\open\\command");
+    EXPECT_EQ(flags.succeeded, 1);
+    DestroyElevatedHelperSupport();
+}
+
+}  // namespace
