@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "frame/module_objects.h"
+#include "platform/machine.h"
+#include "platform/unique_handle.h"
 #include "tools/elevation_support.h"
 #include "tools/registry_values.h"
 
@@ -79,4 +81,25 @@ bool CVistrelRegistryCollector::DoAction(std::int32_t action, std::int32_t index
     }
     flags->succeeded = 0;
     return false;
+}
+
+void CVistrelRegistryCollector::WalkValues(RegValueCallback callback, void* context) {
+    platform::UniqueRegKey key;
+    if (platform::machine().registry().OpenKey(root, keyPath.c_str(), platform::kKeyQueryValue,
+                                               key.put()) != platform::kErrorSuccess) {
+        failed = true;
+        return;
+    }
+    failed = !EnumRegValues(key.get(), callback, context);
+}
+
+void CVistrelRegistryCollector::WalkSubKeys(RegKeyCallback callback, void* context) {
+    platform::UniqueRegKey key;
+    if (platform::machine().registry().OpenKey(root, keyPath.c_str(),
+                                               platform::kKeyEnumerateSubKeys,
+                                               key.put()) != platform::kErrorSuccess) {
+        failed = true;
+        return;
+    }
+    failed = !EnumRegKeys(root, keyPath.c_str(), key.get(), callback, context);
 }

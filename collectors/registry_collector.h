@@ -10,8 +10,7 @@
 
 #include "platform/types.h"
 #include "sources/plugin.h"
-
-class IElevatedHelper;
+#include "tools/registry_tools.h"
 
 class CVistrelRegistryCollector : public CVistrelPlugin {
   public:
@@ -59,6 +58,12 @@ class CVistrelRegistryCollector : public CVistrelPlugin {
     // What the debug trace of Remove calls an empty entry.
     virtual bool ItemIsEmpty(std::size_t index) const = 0;
     virtual bool OffersRemove() const { return true; }
+
+    // The two read cycles: keyPath under root opened for this walk alone (KEY_QUERY_VALUE for
+    // the values, KEY_ENUMERATE_SUB_KEYS for the sub-keys), each entry handed to callback.
+    // failed is set when the key can't be opened or the callback stopped the walk.
+    void WalkValues(RegValueCallback callback, void* context);
+    void WalkSubKeys(RegKeyCallback callback, void* context);
 
     bool IsValidIndex(std::int32_t index) const {
         return index >= 0 && static_cast<std::size_t>(index) < ItemCount();

@@ -8,7 +8,11 @@
 #include "collectors/autostart/services.h"
 #include "collectors/autostart/winsock.h"
 #include "collectors/shell/file_assoc.h"
+#include "collectors/shell/ie_downloaded_activex.h"
+#include "collectors/shell/ie_helper_objects.h"
+#include "collectors/shell/ie_menu_extensions.h"
 #include "collectors/shell/installed_components.h"
+#include "collectors/shell/shell_extensions.h"
 
 namespace {
 
@@ -64,10 +68,13 @@ CVistrelServices::CVistrelServices() {
 }
 
 CVistrelIE::CVistrelIE() {
-    // CVistrelIEBHO, CVistrelIEMenuExt, then CVistrelIEDownloadedActiveX.
+    Append<CVistrelIEBHO>(children);
+    Append<CVistrelIEMenuExt>(children);
+    Append<CVistrelIEDownloadedActiveX>(children);
 }
 
 CVistrelWE::CVistrelWE() {
     Append<CVistrelWEInstallededComponents>(children);
-    // Then CVistrelWEShellExtensions and CVistrelWEShellExecHooks.
+    Append<CVistrelWEShellExtensions>(children);
+    Append<CVistrelWEShellExecHooks>(children);
 }

@@ -64,7 +64,6 @@ RegNode* RegNode::FindChild(std::u16string_view childName) const {
 
 MemoryRegistry::MemoryRegistry(MachineState& state) : state_(state) {
     const std::pair<RegKey, const char16_t*> roots[] = {
-        {kHkeyClassesRoot, u"HKEY_CLASSES_ROOT"},
         {kHkeyCurrentUser, u"HKEY_CURRENT_USER"},
         {kHkeyLocalMachine, u"HKEY_LOCAL_MACHINE"},
         {kHkeyUsers, u"HKEY_USERS"},
@@ -74,6 +73,20 @@ MemoryRegistry::MemoryRegistry(MachineState& state) : state_(state) {
         node->name = name;
         roots_.emplace_back(key, std::move(node));
     }
+    // HKEY_CLASSES_ROOT is no tree of its own: it is HKLM\Software\Classes, for reads and writes
+    // alike, as Wine has it. Windows also lays HKCU\Software\Classes over it for reads; that is
+    // left out, because the Win32 backend the contract suite runs on (Wine) doesn't, and a view
+    // this machine alone had could not be proven against it.
+    RegNode* machineRoot = roots_[1].second.get();
+    auto software = std::make_shared<RegNode>();
+    software->name = u"Software";
+    software->parent = machineRoot;
+    auto classes = std::make_shared<RegNode>();
+    classes->name = u"Classes";
+    classes->parent = software.get();
+    software->children[Fold(classes->name)] = classes;
+    machineRoot->children[Fold(software->name)] = software;
+    roots_.emplace_back(kHkeyClassesRoot, std::move(classes));
 }
 
 Status MemoryRegistry::Resolve(RegKey key, std::shared_ptr<RegNode>* node, std::uint32_t* access) {
@@ -342,9 +355,10 @@ Status MemoryRegistry::DeleteTree(RegKey parent, const char16_t* subKey) {
     }
     // The key is opened first: refused, nothing changes.
     if (node->deniedAll || node->deniedOpen) return kErrorAccessDenied;
-    // A root can't go (and isn't emptied on the way).
+    // A root can't go (and isn't emptied on the way); nor can the key that stands for one.
     RegNode* above = node->parent;
-    if (above == nullptr) return kErrorAccessDenied;
+    for (const auto& [root, rootNode] : roots_)
+        if (rootNode == node) return kErrorAccessDenied;
     if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
     if (Status s = EmptyKey(*node); s != kErrorSuccess) return s;
     // Deleting the emptied key by a null name is refused, as RegDeleteKeyW refuses it.

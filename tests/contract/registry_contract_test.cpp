@@ -322,6 +322,76 @@ TEST_P(RegistryContract, DeniedKeyIsRefusedUntilAllowedAgain) {
     EXPECT_TRUE(Opens(u"T\\Locked\\Inner"));
 }
 
+TEST_P(RegistryContract, ClassesRootIsTheMachinesClassesKey) {
+    // A class of its own below HKLM\Software\Classes, named after the scratch key.
+    const std::u16string unique = ScratchKeyPath().substr(ScratchKeyPath().rfind(u'\\') + 1);
+    const std::u16string machinePath = u"Software\\Classes\\" + unique;
+    struct Removed {
+        Registry& registry;
+        const std::u16string& path;
+        ~Removed() { registry.DeleteTree(kHkeyLocalMachine, path.c_str()); }
+    } removed{registry(), machinePath};
+
+    // Written through one root, read and deleted through the other.
+    const struct {
+        RegKey writeRoot;
+        std::u16string writePath;
+        RegKey readRoot;
+        std::u16string readPath;
+    } cases[] = {
+        {kHkeyLocalMachine, machinePath + u"\\ViaMachine", kHkeyClassesRoot,
+         unique + u"\\ViaMachine"},
+        {kHkeyClassesRoot, unique + u"\\ViaClasses", kHkeyLocalMachine,
+         machinePath + u"\\ViaClasses"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(Narrow(c.writePath));
+        RegKey key = nullptr;
+        ASSERT_EQ(registry().CreateKey(c.writeRoot, c.writePath.c_str(), kKeyAllAccess, &key),
+                  kErrorSuccess);
+        const std::string bytes = Utf16Bytes(c.writePath, true);
+        ASSERT_EQ(registry().SetValue(key, nullptr, kRegSz, bytes.data(),
+                                      static_cast<std::uint32_t>(bytes.size())),
+                  kErrorSuccess);
+        registry().CloseKey(key);
+
+        ASSERT_EQ(registry().OpenKey(c.readRoot, c.readPath.c_str(), kKeyQueryValue, &key),
+                  kErrorSuccess);
+        std::string read(512, '\0');
+        std::uint32_t size = static_cast<std::uint32_t>(read.size());
+        EXPECT_EQ(registry().QueryValue(key, nullptr, nullptr, read.data(), &size), kErrorSuccess);
+        read.resize(size);
+        EXPECT_EQ(read, bytes);
+        registry().CloseKey(key);
+    }
+
+    // Both keys enumerate below the class through either root.
+    for (RegKey root : {kHkeyClassesRoot, kHkeyLocalMachine}) {
+        RegKey key = nullptr;
+        ASSERT_EQ(
+            registry().OpenKey(root, (root == kHkeyClassesRoot ? unique : machinePath).c_str(),
+                               kKeyEnumerateSubKeys, &key),
+            kErrorSuccess);
+        Names names;
+        char16_t name[64];
+        for (std::uint32_t index = 0;; ++index) {
+            std::uint32_t chars = 64;
+            if (registry().EnumKey(key, index, name, &chars) != kErrorSuccess) break;
+            names.emplace_back(name, chars);
+        }
+        EXPECT_EQ(names, (Names{u"ViaClasses", u"ViaMachine"}));
+        registry().CloseKey(key);
+    }
+
+    // A deletion through the classes root is gone from the machine's key.
+    EXPECT_EQ(registry().DeleteTree(kHkeyClassesRoot, (unique + u"\\ViaMachine").c_str()),
+              kErrorSuccess);
+    RegKey key = nullptr;
+    EXPECT_EQ(registry().OpenKey(kHkeyLocalMachine, (machinePath + u"\\ViaMachine").c_str(),
+                                 kKeyQueryValue, &key),
+              kErrorFileNotFound);
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, RegistryContract, testing::ValuesIn(AllBackends()), BackendName);
 
 }  // namespace
