@@ -5,7 +5,10 @@
 #include <new>
 
 #include "collectors/autostart/known_dlls.h"
+#include "collectors/autostart/load_items.h"
+#include "collectors/autostart/scripts.h"
 #include "collectors/autostart/services.h"
+#include "collectors/autostart/winlogon_notify.h"
 #include "collectors/autostart/winsock.h"
 #include "collectors/shell/file_assoc.h"
 #include "collectors/shell/ie_downloaded_activex.h"
@@ -50,8 +53,11 @@ CVistrelStartupItems::CVistrelStartupItems() {
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
-    // CVistrelLoadItemUserInit, CVistrelLoadItemCUShell, CVistrelLoadItemLMShell,
-    // CVistrelLoadItemAppInitDLLs, then CVistrelLoadItemsWinlogonNotify.
+    Append<CVistrelLoadItemUserInit>(children);
+    Append<CVistrelLoadItemCUShell>(children);
+    Append<CVistrelLoadItemLMShell>(children);
+    Append<CVistrelLoadItemAppInitDLLs>(children);
+    Append<CVistrelLoadItemsWinlogonNotify>(children);
 }
 
 CVistrelINI::CVistrelINI() {
@@ -59,7 +65,8 @@ CVistrelINI::CVistrelINI() {
 }
 
 CVistrelScripts::CVistrelScripts() {
-    // CVistrelScriptsStartup, then CVistrelScriptsShutdown.
+    Append<CVistrelScriptsStartup>(children);
+    Append<CVistrelScriptsShutdown>(children);
 }
 
 CVistrelServices::CVistrelServices() {

@@ -7,6 +7,7 @@
 #include "platform/machine.h"
 #include "platform/unique_handle.h"
 #include "tools/registry_values.h"
+#include "tools/value_lists.h"
 
 namespace {
 
@@ -25,28 +26,6 @@ void TerminateAfter(char16_t* buffer, std::uint32_t dataBytes, std::uint32_t nul
     std::uint32_t at = dataBytes / 2;
     for (std::uint32_t i = 0; i < nulCount && at + i < kRegToolBufferChars; ++i)
         buffer[at + i] = u'\0';
-}
-
-bool IsDelimiter(char16_t c, const char16_t* delimiters) {
-    for (const char16_t* d = delimiters; *d; ++d)
-        if (*d == c) return true;
-    return false;
-}
-
-// wcstok_s: skips leading delimiters, ends the token at the next one (overwritten by NUL) and
-// leaves *next behind it. Null when no token is left.
-char16_t* NextToken(char16_t** next, const char16_t* delimiters) {
-    char16_t* p = *next;
-    while (*p && IsDelimiter(*p, delimiters)) ++p;
-    if (*p == u'\0') {
-        *next = p;
-        return nullptr;
-    }
-    char16_t* token = p;
-    while (*p && !IsDelimiter(*p, delimiters)) ++p;
-    if (*p) *p++ = u'\0';
-    *next = p;
-    return token;
 }
 
 unsigned AsHex(std::int32_t status) {
@@ -121,10 +100,9 @@ std::int32_t ForEachValueToken(platform::RegKey root, const char16_t* subKey,
     TerminateAfter(s_tokenString, dataBytes, 1);
 
     std::int32_t count = 0;
-    char16_t* next = s_tokenString;
-    while (char16_t* token = NextToken(&next, delimiters)) {
+    for (const ValueListToken& token : SplitValueList(s_tokenString, dataBytes, delimiters)) {
         ++count;
-        if (!callback(token, context)) break;
+        if (!callback(token.text.c_str(), context)) break;
     }
     return count;
 }

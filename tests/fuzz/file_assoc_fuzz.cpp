@@ -4,19 +4,6 @@
 
 #include "collectors/shell/file_assoc.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "tools/elevation_support.h"
-
-namespace {
-
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
-bool CountEntry(std::int32_t, const char16_t* name, CVistrelPlugin*, CVistrelPlugin*, void*) {
-    return name != nullptr;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
@@ -36,14 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                          machineWide ? u"Software\\Classes\\" + command : command, name, type,
                          bytes);
     }
-    CreateElevatedHelperSupport();
     CVistrelFileAssoc assoc;
-    const std::int32_t count = assoc.EnumerateItems(&CountEntry, true, nullptr);
-    for (std::int32_t i = -1; i <= count; ++i) assoc.GetItemDetails(i, &Ignore, nullptr);
-    resultFlags flags;
-    const std::int32_t index = actionAt % (count + 2) - 1;
-    assoc.DoAction(CVistrelRegistryCollector::kActionGoTo, index, &flags);
-    assoc.DoAction(CVistrelFileAssoc::kActionRestore, index, &flags);
-    DestroyElevatedHelperSupport();
+    fuzz::Exercise(assoc, actionAt,
+                   {CVistrelRegistryCollector::kActionGoTo, CVistrelFileAssoc::kActionRestore});
     return 0;
 }

@@ -1,14 +1,18 @@
-// Shared pieces of the fuzz harnesses: a reader that carves typed fields out of the input, and a
-// fresh memory machine installed for the length of one input.
+// Shared pieces of the fuzz harnesses: a reader that carves typed fields out of the input, a
+// fresh memory machine installed for the length of one input, and a source driven as the page
+// drives it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 #include "platform/memory/memory_machine.h"
+#include "sources/plugin.h"
+#include "tools/elevation_support.h"
 
 namespace fuzz {
 
@@ -57,6 +61,25 @@ struct Machine {
     platform::memory::MemoryMachine machine;
     platform::memory::ScopedMachine scope{machine};
 };
+
+// A source through all the page does with it: delivery, the details of every index from -1 to
+// one past the last, then each action on the index that at picks, writes through the helpers.
+inline void Exercise(CVistrelPlugin& source, std::uint8_t at,
+                     std::initializer_list<std::int32_t> actions) {
+    CreateElevatedHelperSupport();
+    const std::int32_t count =
+        source.EnumerateItems([](std::int32_t, const char16_t* name, CVistrelPlugin*,
+                                 CVistrelPlugin*, void*) { return name != nullptr; },
+                              true, nullptr);
+    for (std::int32_t i = -1; i <= count; ++i)
+        source.GetItemDetails(
+            i,
+            [](std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) { return true; },
+            nullptr);
+    resultFlags flags;
+    for (std::int32_t action : actions) source.DoAction(action, at % (count + 2) - 1, &flags);
+    DestroyElevatedHelperSupport();
+}
 
 }  // namespace fuzz
 

@@ -4,21 +4,8 @@
 
 #include "collectors/shell/installed_components.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "tools/elevation_support.h"
-
-namespace {
 
 constexpr char16_t kComponents[] = u"SOFTWARE\\Microsoft\\Active Setup\\Installed Components";
-
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
-bool CountEntry(std::int32_t, const char16_t* name, CVistrelPlugin*, CVistrelPlugin*, void*) {
-    return name != nullptr;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
@@ -38,14 +25,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (present & 2)
             m.machine.SetRaw(platform::kHkeyLocalMachine, key, u"StubPath", stubType, stub);
     }
-    CreateElevatedHelperSupport();
     CVistrelWEInstallededComponents components;
-    const std::int32_t count = components.EnumerateItems(&CountEntry, true, nullptr);
-    for (std::int32_t i = -1; i <= count; ++i) components.GetItemDetails(i, &Ignore, nullptr);
-    resultFlags flags;
-    const std::int32_t index = actionAt % (count + 2) - 1;
-    components.DoAction(CVistrelRegistryCollector::kActionGoTo, index, &flags);
-    components.DoAction(CVistrelRegistryCollector::kActionRemove, index, &flags);
-    DestroyElevatedHelperSupport();
+    fuzz::Exercise(
+        components, actionAt,
+        {CVistrelRegistryCollector::kActionGoTo, CVistrelRegistryCollector::kActionRemove});
     return 0;
 }

@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "frame/module_objects.h"
+#include "platform/machine.h"
 #include "platform/memory/memory_machine.h"
 #include "tools/elevation_support.h"
 #include "tools/file_details.h"
-#include "tools/registry_values.h"
 
 namespace {
 
@@ -138,6 +138,12 @@ TEST(FileAssoc, ListsEveryReadableCommandUnderEachRoot) {
         EXPECT_EQ(assoc.GetActionMask(count), 1u);
         EXPECT_EQ(assoc.GetItemDetails(count, CollectLine, nullptr), 0);
     }
+    // Refresh, Go to and Restore, which the third button shown runs; writes need raised rights.
+    CVistrelFileAssoc assoc;
+    EXPECT_EQ(assoc.GetActionCount(), 4);
+    for (std::int32_t position = 0; position < 5; ++position)
+        EXPECT_EQ(assoc.GetActionTextId(position), position < 3 ? 22200 + 2 * position : -1);
+    EXPECT_TRUE(assoc.NeedsElevation);
 }
 
 // The items of the action fixture: 0 and 2 the hijacked exefile, 1 and 3 the default comfile.
@@ -152,6 +158,7 @@ struct ActionCase {
     bool returns;
     std::uint8_t succeeded;
     bool restored;  // the chosen key holds the default command as REG_SZ afterwards
+    const char16_t* lastKey = nullptr;  // where the started editor opens; null: none started
 };
 
 const ActionCase kActionCases[] = {
@@ -165,6 +172,9 @@ const ActionCase kActionCases[] = {
     {"Restore on the category itself", 3, -1, Fault::kNone, false, 1, false},
     {"action 2 doesn't exist here", 2, 2, Fault::kNone, false, 1, false},
     {"Refresh reads again", 0, -1, Fault::kNone, true, 1, false},
+    {"the category has no key to go to", 1, -1, Fault::kNone, false, 1, false},
+    {"Go to opens the entry's own key under its own root", 1, 2, Fault::kNone, false, 1, false,
+     u"Computer\\HKEY_LOCAL_MACHINE\\Software\\CLASSES\\exefile\\shell\\open\\command"},
 };
 
 struct Dumped {
@@ -173,18 +183,23 @@ struct Dumped {
     std::vector<std::uint8_t> bytes;
     bool operator==(const Dumped&) const = default;
 };
-// The default values of all eight keys, as the registry holds them.
+// The default value of one key exactly as stored; present false when it or its key is missing.
+Dumped Stored(platform::RegKey root, const std::u16string& path) {
+    platform::Registry& registry = platform::machine().registry();
+    Dumped d{false, 0, std::vector<std::uint8_t>(8192)};
+    platform::RegKey key = nullptr;
+    if (registry.OpenKey(root, path.c_str(), platform::kKeyQueryValue, &key) != 0) return {};
+    auto size = static_cast<std::uint32_t>(d.bytes.size());
+    d.present = registry.QueryValue(key, nullptr, &d.type, d.bytes.data(), &size) == 0;
+    d.bytes.resize(d.present ? size : 0);
+    registry.CloseKey(key);
+    return d;
+}
+// The default values of all eight keys.
 std::vector<Dumped> Dump() {
     std::vector<Dumped> dump;
-    for (int machineWide = 0; machineWide < 2; ++machineWide) {
-        for (int cls = 0; cls < 4; ++cls) {
-            RegValueBytes value;
-            const std::u16string key = machineWide ? MachineKey(cls) : CommandKey(cls);
-            const bool present = ReadRegValue(machineWide ? kHkeyLocalMachine : kHkeyClassesRoot,
-                                              key.c_str(), nullptr, &value);
-            dump.push_back({present, value.type, value.bytes});
-        }
-    }
+    for (int cls = 0; cls < 4; ++cls) dump.push_back(Stored(kHkeyClassesRoot, CommandKey(cls)));
+    for (int cls = 0; cls < 4; ++cls) dump.push_back(Stored(kHkeyLocalMachine, MachineKey(cls)));
     return dump;
 }
 
@@ -220,41 +235,18 @@ TEST(FileAssoc, RestoreWritesExactlyTheDefaultIntoTheChosenKeyOrNothing) {
             EXPECT_EQ(after[k], before[k]) << "key " << k;
         }
         if (c.restored) {
-            RegValueBytes value;
-            ASSERT_TRUE(ReadRegValue(root, key.c_str(), nullptr, &value));
+            const Dumped value = Stored(root, key);
             EXPECT_EQ(value.type, platform::kRegSz);
             EXPECT_EQ(std::string(value.bytes.begin(), value.bytes.end()), restoredBytes);
         }
         if (c.fault == Fault::kKeyGone) {
             EXPECT_FALSE(machine.HasKey(root, key));
         }
+        EXPECT_EQ(machine.Started().size(), c.lastKey ? 1u : 0u);
+        EXPECT_EQ(machine.GetString(platform::kHkeyCurrentUser, kEditorKey, u"LastKey"),
+                  c.lastKey ? std::optional<std::u16string>(c.lastKey) : std::nullopt);
         DestroyElevatedHelperSupport();
     }
-}
-
-TEST(FileAssoc, ButtonsAndGoTo) {
-    MemoryMachine machine;
-    ScopedMachine scoped(machine);
-    CreateElevatedHelperSupport();
-    Install(machine, {Sz(kDefault)});
-    CVistrelFileAssoc assoc;
-    ASSERT_EQ(assoc.EnumerateItems(nullptr, true, nullptr), 2);
-    EXPECT_EQ(assoc.GetActionCount(), 4);
-    const std::int32_t texts[] = {22200, 22202, 22204, -1, -1};
-    for (std::int32_t position = 0; position < 5; ++position)
-        EXPECT_EQ(assoc.GetActionTextId(position), texts[position]) << position;
-    EXPECT_TRUE(assoc.NeedsElevation);
-
-    // The category has no key of its own to go to.
-    resultFlags flags;
-    EXPECT_FALSE(assoc.DoAction(-1, -1, &flags));
-    EXPECT_FALSE(assoc.DoAction(1, 2, &flags));
-    EXPECT_TRUE(machine.Started().empty());
-    EXPECT_FALSE(assoc.DoAction(1, 1, &flags));
-    EXPECT_EQ(machine.GetString(platform::kHkeyCurrentUser, kEditorKey, u"LastKey"),
-              u"Computer\\HKEY_LOCAL_MACHINE\\Software\\CLASSES\\exefile\\shell\\open\\command");
-    EXPECT_EQ(flags.succeeded, 1);
-    DestroyElevatedHelperSupport();
 }
 
 }  // namespace

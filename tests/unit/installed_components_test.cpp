@@ -58,6 +58,7 @@ struct ListCase {
     const char* what;
     std::vector<Component> components;  // sub-keys enumerate sorted by name
     std::vector<Entry> entries;
+    bool denied = false;  // the components key can't be opened
 };
 
 const std::u16string kLong(2048, u'x');  // with its terminator 4098 bytes: more than a read takes
@@ -93,6 +94,10 @@ const ListCase kListCases[] = {
      {{u"{A}", Sz(u"Real"), Sz(u"real.exe")},
       {std::u16string(u"{A}\0evil", 8), Sz(u"Fake"), Sz(u"fake.exe")}},
      {{u"Real", u"Real", u"real.exe", u"{A}"}}},
+    {"an unreadable components key fails the category",
+     {{u"{A}", Sz(u"A"), Sz(u"a.exe")}},
+     {},
+     true},
 };
 
 bool CollectLine(std::int32_t, std::int32_t label, const char16_t* value, std::int32_t,
@@ -116,11 +121,14 @@ TEST(InstalledComponents, ListsComponentsWithACommandAndNothingElse) {
         ScopedMachine scoped(machine);
         machine.AddKey(kHkeyLocalMachine, kComponents);
         for (const Component& component : c.components) Install(machine, component);
+        if (c.denied) machine.DenyOpen(kHkeyLocalMachine, kComponents);
         CVistrelWEInstallededComponents components;
         std::vector<std::u16string> shown;
         EXPECT_EQ(components.EnumerateItems(Collect, true, &shown),
-                  static_cast<std::int32_t>(c.entries.size()));
-        EXPECT_FALSE(components.failed);
+                  c.denied ? kEnumNotFound : static_cast<std::int32_t>(c.entries.size()));
+        EXPECT_EQ(components.failed, c.denied);
+        // The category offers Go to its key unless that can't be read.
+        EXPECT_EQ(components.GetActionMask(-1), c.denied ? 1u : 3u);
         ASSERT_EQ(components.items.size(), c.entries.size());
         for (std::size_t i = 0; i < c.entries.size(); ++i) {
             EXPECT_EQ(shown[i], c.entries[i].shown);
@@ -131,31 +139,11 @@ TEST(InstalledComponents, ListsComponentsWithACommandAndNothingElse) {
     }
 }
 
-class InstalledComponentsTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        g_trace.SetMode(1);
-        machine.AddKey(kHkeyLocalMachine, kComponents);
-        CreateElevatedHelperSupport();
-    }
-    void TearDown() override {
-        DestroyElevatedHelperSupport();
-        g_trace.SetMode(0);
-    }
-
+TEST(InstalledComponents, GoToAndRemoveReachExactlyTheChosenComponent) {
     MemoryMachine machine;
-    ScopedMachine scoped{machine};
+    ScopedMachine scoped(machine);
+    CreateElevatedHelperSupport();
     CVistrelWEInstallededComponents components;
-};
-
-TEST_F(InstalledComponentsTest, MissingKeyGivesMinusOneAndOnlyRefresh) {
-    machine.DenyOpen(kHkeyLocalMachine, kComponents);
-    EXPECT_EQ(components.EnumerateItems(nullptr, true, nullptr), kEnumNotFound);
-    EXPECT_TRUE(components.failed);
-    EXPECT_EQ(components.GetActionMask(-1), 1u);
-}
-
-TEST_F(InstalledComponentsTest, GoToAndRemoveReachExactlyTheChosenComponent) {
     machine.AddFile(u"C:\\p\\setup.exe", "MZ");
     Install(machine, {u"{A}", Sz(u"First"), Sz(u"a.exe")});
     Install(machine, {u"{B}", Sz(u"Second"), Sz(u"\"C:\\p\\setup.exe\" /install")});
@@ -163,7 +151,6 @@ TEST_F(InstalledComponentsTest, GoToAndRemoveReachExactlyTheChosenComponent) {
     Install(machine, {u"{C}", Sz(u"Third"), Sz(u"c.exe")});
     ASSERT_EQ(components.EnumerateItems(nullptr, true, nullptr), 3);
     EXPECT_EQ(components.GetActionMask(1), 7u);
-    EXPECT_EQ(components.GetActionMask(-1), 3u);
 
     // The details describe the file the command names, with the whole command as the object.
     std::vector<std::pair<std::int32_t, std::u16string>> lines;
@@ -198,6 +185,7 @@ TEST_F(InstalledComponentsTest, GoToAndRemoveReachExactlyTheChosenComponent) {
     EXPECT_EQ(refused.deleteItem, 0);
     EXPECT_EQ(machine.GetString(kHkeyLocalMachine, Under(u"{C}"), u"StubPath"), u"c.exe");
     EXPECT_TRUE(machine.HasKey(kHkeyLocalMachine, Under(u"{A}")));
+    DestroyElevatedHelperSupport();
 }
 
 }  // namespace

@@ -98,6 +98,10 @@ TEST(Win32Windows, FindsWindowsAndFollowsTheirShowCommand) {
     HWND child = ::CreateWindowExW(0, L"VistrelPlatformProbe", L"Child", WS_CHILD, 0, 0, 10, 10,
                                    top, nullptr, windowClass.hInstance, nullptr);
     ASSERT_NE(child, nullptr);
+    // Newer, so first in the search order: only the class tells it from the probe.
+    HWND decoy = ::CreateWindowExW(0, L"STATIC", L"Probe Title", WS_OVERLAPPED, 0, 0, 10, 10,
+                                   nullptr, nullptr, windowClass.hInstance, nullptr);
+    ASSERT_NE(decoy, nullptr);
 
     Windows& windows = Real().windows();
     EXPECT_EQ(windows.Find(u"vistrelPlatformProbe", u"Probe Title"), Handle(top));
@@ -120,6 +124,7 @@ TEST(Win32Windows, FindsWindowsAndFollowsTheirShowCommand) {
     ASSERT_TRUE(windows.GetShowCommand(Handle(top), &show));
     EXPECT_EQ(show, static_cast<std::uint32_t>(SW_SHOWNORMAL));
 
+    ::DestroyWindow(decoy);
     ::DestroyWindow(top);
     EXPECT_FALSE(windows.IsWindow(Handle(child)));
     EXPECT_EQ(windows.GetProcessId(Handle(child)), 0u);

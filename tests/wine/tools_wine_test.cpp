@@ -1,32 +1,18 @@
-// The shared tools on the real machine under Wine: resolution to Wine's own files, version
-// blocks, links, and the registry editor restarted at a key.
+// Path resolution on the real machine under Wine: the stored forms of a command reach Wine's own
+// files through its real search path, folders and variables.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <map>
-#include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "libs/talelev/elevated_helper.h"
 #include "libs/talutils/text_utils.h"
 #include "platform/machine.h"
 #include "platform/win32/win32_machine.h"
-#include "tools/elevation_support.h"
-#include "tools/file_details.h"
 #include "tools/path_resolution.h"
-#include "tools/regedit_navigation.h"
-#include "tools/shortcut.h"
 
 namespace {
 
-using platform::kHkeyCurrentUser;
 using talutils::EqualsNoCase;
 using talutils::ToUtf8;
-
-const std::u16string kTestRoot = u"Software\\VistrelTest\\Tools";
-const std::u16string kEditorKey = u"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit";
 
 std::u16string Expand(const char16_t* text) {
     std::u16string out(4096, u'\0');
@@ -36,46 +22,9 @@ std::u16string Expand(const char16_t* text) {
     return out;
 }
 
-// The details lines by label.
-bool CollectLine(std::int32_t, std::int32_t labelId, const char16_t* value, std::int32_t,
-                 void* context) {
-    (*static_cast<std::map<std::int32_t, std::u16string>*>(context))[labelId] = value ? value : u"";
-    return true;
-}
-
-// The test's keys are written and read through a direct helper of its own.
-class ToolsOnWine : public testing::Test {
-  protected:
-    void SetUp() override {
-        platform::win32::InstallWin32Machine();
-        ResetPathResolutionTables();
-        CElevatedHelperFactory::SetCreateFunction(nullptr);
-        ASSERT_EQ(CElevatedHelperFactory::GetDirectHelper(&helper_), platform::kSOk);
-    }
-    void TearDown() override {
-        helper_->Reg_DeleteKey(kHkeyCurrentUser, kTestRoot);
-        helper_->Release();
-        DestroyElevatedHelperSupport();
-        ResetPathResolutionTables();
-    }
-
-    void SetString(const std::u16string& path, const char16_t* name, std::u16string_view text) {
-        ASSERT_EQ(helper_->Reg_SetValue(kHkeyCurrentUser, path, name, text.data(),
-                                        2 * text.size() + 2, platform::kRegSz, 1),
-                  platform::kSOk);
-    }
-    std::optional<std::u16string> ReadString(const std::u16string& path, const char16_t* name) {
-        std::vector<std::uint8_t> data;
-        if (helper_->Reg_QueryValue(kHkeyCurrentUser, path, name, nullptr, data) < 0)
-            return std::nullopt;
-        std::u16string text(reinterpret_cast<const char16_t*>(data.data()), data.size() / 2);
-        return text.substr(0, text.find(u'\0'));
-    }
-
-    IElevatedHelper* helper_ = nullptr;
-};
-
-TEST_F(ToolsOnWine, StoredFormsResolveToWinesOwnFiles) {
+TEST(ToolsOnWine, StoredFormsResolveToWinesOwnFiles) {
+    platform::win32::InstallWin32Machine();
+    ResetPathResolutionTables();
     const struct {
         const char16_t* text;
         const char16_t* file;
@@ -89,80 +38,7 @@ TEST_F(ToolsOnWine, StoredFormsResolveToWinesOwnFiles) {
         EXPECT_TRUE(ResolveCommandLine(c.text, out)) << ToUtf8(c.text);
         EXPECT_TRUE(EqualsNoCase(out, Expand(c.file))) << ToUtf8(out);
     }
-}
-
-TEST_F(ToolsOnWine, Kernel32HasAVersionBlockAndNotepadHasNone) {
-    std::map<std::int32_t, std::u16string> kernel, notepad;
-    EXPECT_EQ(GetFileDetails(u"%windir%\\system32\\kernel32.dll", 3, &CollectLine, &kernel, false),
-              6);
-    ASSERT_EQ(kernel.size(), 7u);
-    EXPECT_EQ(kernel[kDetailsTextFile], u"kernel32.dll");
-    EXPECT_NE(kernel[kDetailsTextFileVersion], u"0.0.0.0");
-    EXPECT_FALSE(kernel[kDetailsTextPublisher].empty());
-    EXPECT_FALSE(kernel[kDetailsTextDescription].empty());
-
-    // Found by its bare name, so marked as doubtful.
-    EXPECT_EQ(GetFileDetails(u"notepad.exe", 0, &CollectLine, &notepad, true), 0);
-    ASSERT_EQ(notepad.size(), 5u);
-    EXPECT_EQ(notepad.count(kDetailsTextMaybeWrong), 1u);
-    EXPECT_TRUE(EqualsNoCase(notepad[kDetailsTextNoFileInfo], Expand(u"%windir%\\notepad.exe")));
-}
-
-TEST_F(ToolsOnWine, LinkToAnAbsolutePathResolvesToItsTarget) {
-    const std::u16string link = Expand(u"%TEMP%\\vistrel_tools_test.lnk");
-    const std::u16string target = Expand(u"%windir%\\system32\\kernel32.dll");
-    // Writing the link needs COM on this thread; reading it initialises COM by itself.
-    ASSERT_GE(platform::machine().shell().ComInitialize(), 0);
-    ASSERT_GE(platform::machine().shell().CreateLink(link.c_str(), target.c_str()), 0);
-    std::u16string out;
-    EXPECT_TRUE(ResolveLink(link.c_str(), out));
-    EXPECT_TRUE(EqualsNoCase(out, target)) << ToUtf8(out);
-    EXPECT_EQ(platform::machine().files().RemoveFile(link.c_str()), platform::kErrorSuccess);
-}
-
-// Waits for an editor window other than the one given; null after the limit.
-platform::WindowHandle WaitForEditor(std::uint32_t notProcess) {
-    platform::Windows& windows = platform::machine().windows();
-    for (int i = 0; i < 200; ++i) {
-        platform::WindowHandle w = windows.Find(u"RegEdit_RegEdit", nullptr);
-        if (w && windows.GetProcessId(w) != notProcess) return w;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return nullptr;
-}
-
-TEST_F(ToolsOnWine, GoToKeyWritesLastKeyAndRestartsTheEditor) {
-    platform::Windows& windows = platform::machine().windows();
-    platform::Processes& processes = platform::machine().processes();
-    if (windows.Find(u"RegEdit_RegEdit", nullptr) != nullptr)
-        GTEST_SKIP() << "an editor of someone else is running";
-    const std::optional<std::u16string> previous = ReadString(kEditorKey, u"LastKey");
-    CreateElevatedHelperSupport();
-
-    const std::u16string first = kTestRoot + u"\\Nav", second = kTestRoot + u"\\Other";
-    SetString(first, u"v", u"x");
-    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, first.c_str(), u"v"));
-    EXPECT_EQ(ReadString(kEditorKey, u"LastKey"), u"Computer\\HKEY_CURRENT_USER\\" + first);
-    platform::WindowHandle editor = WaitForEditor(0);
-    ASSERT_NE(editor, nullptr);
-    const std::uint32_t firstProcess = windows.GetProcessId(editor);
-    ASSERT_NE(firstProcess, 0u);
-
-    // With Wine's editor running, it is found by its window, ended and started anew.
-    EXPECT_TRUE(GoToKey(kHkeyCurrentUser, second.c_str(), nullptr));
-    EXPECT_EQ(ReadString(kEditorKey, u"LastKey"), u"Computer\\HKEY_CURRENT_USER\\" + second);
-    editor = WaitForEditor(firstProcess);
-    ASSERT_NE(editor, nullptr);
-    // Ending a process takes effect a moment after TerminateProcess returns.
-    for (int i = 0; i < 100 && processes.IsRunning(firstProcess); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(processes.IsRunning(firstProcess));
-    EXPECT_EQ(processes.Terminate(windows.GetProcessId(editor)), platform::kErrorSuccess);
-
-    if (previous)
-        SetString(kEditorKey, u"LastKey", *previous);
-    else
-        helper_->Reg_DeleteValue(kHkeyCurrentUser, kEditorKey, u"LastKey");
+    ResetPathResolutionTables();
 }
 
 }  // namespace
