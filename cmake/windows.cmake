@@ -49,15 +49,21 @@ if(VISTREL_HOST_SOURCES)
     target_link_options(vistrel-host PRIVATE -municode)
 endif()
 
-# The install folder: the DLL, the language file and the host, ready to run.
+# vistrel-scan.exe: the live scan of the machine it runs on.
+add_executable(vistrel-scan scanner/win32/scan_main.cpp)
+vistrel_target(vistrel-scan)
+target_link_libraries(vistrel-scan PRIVATE vistrel_scanner vistrel_win32)
+
+# The install folder: the DLL, the language file, the host and the scanner, ready to run.
 set(VISTREL_DIST ${CMAKE_BINARY_DIR}/dist)
 add_custom_target(dist ALL
     COMMAND ${CMAKE_COMMAND} -E make_directory ${VISTREL_DIST}/Lang
     COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel> ${VISTREL_DIST}/
     COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel-elevator> ${VISTREL_DIST}/
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel-scan> ${VISTREL_DIST}/
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${PROJECT_SOURCE_DIR}/lang/l_vistrel.ini
             ${VISTREL_DIST}/Lang/
-    DEPENDS vistrel vistrel-elevator)
+    DEPENDS vistrel vistrel-elevator vistrel-scan)
 if(TARGET vistrel-host)
     add_custom_command(TARGET dist POST_BUILD
         COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:vistrel-host> ${VISTREL_DIST}/)
@@ -69,7 +75,8 @@ enable_testing()
 add_executable(vistrel_tests ${VISTREL_TEST_SOURCES})
 vistrel_target(vistrel_tests)
 target_compile_definitions(vistrel_tests PRIVATE VISTREL_HAS_WIN32_BACKEND=1)
-target_link_libraries(vistrel_tests PRIVATE vistrel_memory vistrel_win32 gmock gtest)
+target_link_libraries(vistrel_tests PRIVATE vistrel_scanner vistrel_memory vistrel_win32 gmock
+    gtest)
 add_test(NAME wine_unit_and_contract COMMAND vistrel_tests)
 
 # Tests that only make sense on Windows: the DLL as a host loads it, the page, the editor.
@@ -77,7 +84,8 @@ file(GLOB_RECURSE VISTREL_WINE_TEST_SOURCES CONFIGURE_DEPENDS tests/wine/*.cpp t
 if(VISTREL_WINE_TEST_SOURCES)
     add_executable(vistrel_wine_tests ${VISTREL_WINE_TEST_SOURCES})
     vistrel_target(vistrel_wine_tests)
-    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_memory vistrel_elevation gmock gtest)
+    target_link_libraries(vistrel_wine_tests PRIVATE vistrel_scanner vistrel_memory vistrel_elevation
+        gmock gtest)
     add_dependencies(vistrel_wine_tests dist vistrel-elevator)
     target_compile_definitions(vistrel_wine_tests PRIVATE
         VISTREL_DIST_DIR="${VISTREL_DIST}" VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")

@@ -6,6 +6,7 @@
 #include "platform/machine.h"
 #include "platform/unique_handle.h"
 #include "tools/elevation_support.h"
+#include "tools/regedit_navigation.h"
 #include "tools/registry_values.h"
 
 CVistrelRegistryCollector::CVistrelRegistryCollector(platform::RegKey rootKey, std::u16string path,
@@ -30,6 +31,16 @@ std::int32_t CVistrelRegistryCollector::GetItemDetails(std::int32_t index,
                                                        LineCallback lineCallback, void* context) {
     if (!IsValidIndex(index)) return 0;
     return ItemDetails(static_cast<std::size_t>(index), lineCallback, context);
+}
+
+bool CVistrelRegistryCollector::GetItemLocation(std::int32_t index, ItemLocation* location) {
+    if (location == nullptr || !IsValidIndex(index)) return false;
+    ItemLocation place;
+    place.root = RegistryRootName(root);
+    place.keyPath = keyPath;
+    ItemPlace(static_cast<std::size_t>(index), place);
+    *location = std::move(place);
+    return true;
 }
 
 std::int32_t CVistrelRegistryCollector::GetActionTextId(std::int32_t action) {

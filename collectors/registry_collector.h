@@ -21,6 +21,8 @@ class CVistrelRegistryCollector : public CVistrelPlugin {
     // No line for a bad index; otherwise ItemDetails.
     std::int32_t GetItemDetails(std::int32_t index, LineCallback lineCallback,
                                 void* context) override;
+    // The collector's root and keyPath, then ItemPlace; false for a bad index.
+    bool GetItemLocation(std::int32_t index, ItemLocation* location) override;
     std::int32_t GetActionCount() override { return OffersRemove() ? 3 : 2; }
     std::int32_t GetActionTextId(std::int32_t action) override;
     // failed: 1 (Refresh). Otherwise 3 (Refresh, Go to), and 7 (with Remove) for a valid index
@@ -58,6 +60,11 @@ class CVistrelRegistryCollector : public CVistrelPlugin {
     // What the debug trace of Remove calls an empty entry.
     virtual bool ItemIsEmpty(std::size_t index) const = 0;
     virtual bool OffersRemove() const { return true; }
+    // Narrows the collector's key to a valid entry's own key or value; by default the entry is
+    // the collector's key itself.
+    virtual void ItemPlace(std::size_t index, ItemLocation& location) const {
+        (void)index, (void)location;
+    }
 
     // The two read cycles: keyPath under root opened for this walk alone (KEY_QUERY_VALUE for
     // the values, KEY_ENUMERATE_SUB_KEYS for the sub-keys), each entry handed to callback.

@@ -42,6 +42,15 @@ class Files {
     virtual bool GetAttributes(const char16_t* path, std::uint32_t* attributes) = 0;
     // GetCurrentDirectoryW, without trailing backslash.
     virtual std::u16string CurrentDirectory() = 0;
+
+    // GetPrivateProfileSectionW of fileName, or GetProfileSectionW (win.ini) when fileName is
+    // null. A bare name is looked for in the Windows folder. The section's lines go into buffer
+    // as "key=value" (or the line as it stands without '='), each closed by a NUL, then one more
+    // NUL; comments and blank lines are left out. Returns the characters written without the last
+    // NUL: 0 for a missing file or section, chars - 2 when the lines don't fit. The system may
+    // leave the last NUL out for a section it keeps in the registry: read only the count.
+    virtual std::uint32_t ReadProfileSection(const char16_t* fileName, const char16_t* section,
+                                             char16_t* buffer, std::uint32_t chars) = 0;
 };
 
 }  // namespace platform

@@ -10,6 +10,9 @@
 #include "collectors/autostart/services.h"
 #include "collectors/autostart/winlogon_notify.h"
 #include "collectors/autostart/winsock.h"
+#include "collectors/files/hosts.h"
+#include "collectors/files/ini_items.h"
+#include "collectors/files/startup_items.h"
 #include "collectors/shell/file_assoc.h"
 #include "collectors/shell/ie_downloaded_activex.h"
 #include "collectors/shell/ie_helper_objects.h"
@@ -41,7 +44,7 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
     Append<CVistrelServices>(children);
     Append<CVistrelIE>(children);
     Append<CVistrelWE>(children);
-    // 11: CVistrelHosts, the hosts file, joins here.
+    Append<CVistrelHosts>(children);
     Append<CVistrelWinsock>(children);
     // 13: CVistrelProcProcesses, the running processes, joins here.
 }
@@ -49,7 +52,8 @@ CVistrelMainPlugin::CVistrelMainPlugin() {
 // CVistrelRunItems' constructor lives in run_items_container.cpp, next to its leaves' owner.
 
 CVistrelStartupItems::CVistrelStartupItems() {
-    // CVistrelStartupItemsCurrentUser, then CVistrelStartupItemsAllUsers.
+    Append<CVistrelStartupItemsCurrentUser>(children);
+    Append<CVistrelStartupItemsAllUsers>(children);
 }
 
 CVistrelLoadItems::CVistrelLoadItems() {
@@ -61,7 +65,8 @@ CVistrelLoadItems::CVistrelLoadItems() {
 }
 
 CVistrelINI::CVistrelINI() {
-    // CVistrelWinINI, then CVistrelSysINI.
+    Append<CVistrelWinINI>(children);
+    Append<CVistrelSysINI>(children);
 }
 
 CVistrelScripts::CVistrelScripts() {

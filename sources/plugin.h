@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 class CVistrelPlugin;
@@ -49,6 +50,16 @@ inline constexpr std::int32_t kTextActionGoTo = 22202;
 inline constexpr std::int32_t kTextActionKill = 22203;
 inline constexpr std::int32_t kTextActionRestore = 22204;
 
+// Where an entry lives: a registry key (root by its editor's name, the path below it, and the
+// value when the entry is one), or a file.
+struct ItemLocation {
+    std::u16string root;
+    std::u16string keyPath;
+    bool isValue = false;
+    std::u16string valueName;  // whole counted name; empty with isValue: the default value
+    std::u16string filePath;
+};
+
 // An item source: a category of the tree. Entries are addressed by a signed index into the
 // source's own list; -1 is the source itself. EnumerateItems and SetUseElevation run on the
 // population's worker, everything else on the dialog's thread; sources hold no lock.
@@ -90,6 +101,12 @@ class CVistrelPlugin {
     // false and leaves flags alone.
     virtual bool DoAction(std::int32_t action, std::int32_t index, resultFlags* flags) {
         (void)action, (void)index, (void)flags;
+        return false;
+    }
+    // Fills location for entry index; false (location untouched) for a bad index or a source
+    // whose entries live nowhere that can be named.
+    virtual bool GetItemLocation(std::int32_t index, ItemLocation* location) {
+        (void)index, (void)location;
         return false;
     }
     // True where an entry with an empty name is a registry key's default value.

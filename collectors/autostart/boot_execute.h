@@ -29,4 +29,9 @@ class CVistrelRunItemsBootExecute : public CVistrelRegistryListCollector<std::u1
     // and the list's double NUL. Success empties the entry, which keeps its place.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].empty(); }
+    // Every entry is one item of the same value's list.
+    void ItemPlace(std::size_t, ItemLocation& location) const override {
+        location.isValue = true;
+        location.valueName = valueName;
+    }
 };

@@ -33,6 +33,11 @@ class CVistrelLoadItemsValueBase : public CVistrelRegistryListCollector<ValueLis
     // be one path with a blank, which the comma would cut in two.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].text.empty(); }
+    // Every entry is one item of the same value's list.
+    void ItemPlace(std::size_t, ItemLocation& location) const override {
+        location.isValue = true;
+        location.valueName = valueName;
+    }
 };
 
 // The programs that logon runs; listed and shown, never rewritten.

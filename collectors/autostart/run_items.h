@@ -33,6 +33,10 @@ class CVistrelRunItemsBase : public CVistrelRegistryListCollector<si_value_info>
     // Deletes exactly the entry's value, its whole counted name.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].name.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.isValue = true;
+        location.valueName = items[index].name;
+    }
 };
 
 // The eight run keys, in the order the category shows them.

@@ -24,6 +24,9 @@ class CVistrelScriptsBase : public CVistrelRegistryListCollector<si_value_info> 
     // script file stays.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].name.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = TargetKey(index);
+    }
 
   private:
     std::u16string TargetKey(std::size_t index) const;

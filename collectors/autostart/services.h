@@ -38,6 +38,9 @@ class CVistrelServices_Base : public CVistrelRegistryListCollector<si_service_in
     // Deletes the service's key with its whole subtree; the image file stays.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].keyPath.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].keyPath;
+    }
 
   private:
     static bool CollectService(platform::RegKey root, std::u16string_view path, void* context);

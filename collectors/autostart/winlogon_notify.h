@@ -34,4 +34,7 @@ class CVistrelLoadItemsWinlogonNotify : public CVistrelRegistryListCollector<si_
     // Deletes the package's sub-key with everything under it; the library file stays.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].first.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].first;
+    }
 };

@@ -27,6 +27,9 @@ class CVistrelWinsock : public CVistrelRegistryListCollector<si_key_item> {
     void GoToItem(std::int32_t index) override;
     bool RemoveItem(std::size_t, IElevatedHelper*) override { return false; }
     bool ItemIsEmpty(std::size_t index) const override { return items[index].first.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].third;
+    }
     bool OffersRemove() const override { return false; }
 
   private:

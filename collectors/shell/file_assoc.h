@@ -8,6 +8,7 @@
 
 #include "collectors/registry_collector.h"
 #include "platform/types.h"
+#include "tools/regedit_navigation.h"
 
 // One readable "shell\open\command" key of a class.
 struct si_assoc_info {
@@ -49,5 +50,9 @@ class CVistrelFileAssoc : public CVistrelRegistryListCollector<si_assoc_info> {
     void GoToItem(std::int32_t index) override;
     bool RemoveItem(std::size_t, IElevatedHelper*) override { return false; }
     bool ItemIsEmpty(std::size_t) const override { return false; }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.root = RegistryRootName(items[index].root);
+        location.keyPath = items[index].keyPath;
+    }
     bool OffersRemove() const override { return false; }
 };

@@ -38,4 +38,7 @@ class CVistrelIEDownloadedActiveX : public CVistrelRegistryListCollector<si_acti
     // Deletes the unit's sub-key in the code store; its class, server and files stay.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].key.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].key;
+    }
 };

@@ -23,4 +23,7 @@ class CVistrelIEBHO : public CVistrelRegistryListCollector<si_com_item> {
     // Deletes the entry's sub-key under the browser's key; the class and its DLL stay.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].entry.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].entry;
+    }
 };

@@ -23,4 +23,7 @@ class CVistrelIEMenuExt : public CVistrelRegistryListCollector<si_key_item> {
     // Deletes the entry's sub-key and nothing else.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].third.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].third;
+    }
 };

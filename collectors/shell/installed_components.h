@@ -29,4 +29,7 @@ class CVistrelWEInstallededComponents : public CVistrelRegistryListCollector<si_
     void GoToItem(std::int32_t index) override;
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].third.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.keyPath = items[index].third;
+    }
 };

@@ -29,6 +29,10 @@ class CVistrelWEBase : public CVistrelRegistryListCollector<si_com_item> {
     // Deletes the one value from the list; the class and its DLL stay.
     bool RemoveItem(std::size_t index, IElevatedHelper* helper) override;
     bool ItemIsEmpty(std::size_t index) const override { return items[index].serverKey.empty(); }
+    void ItemPlace(std::size_t index, ItemLocation& location) const override {
+        location.isValue = true;
+        location.valueName = items[index].entry;
+    }
 };
 
 class CVistrelWEShellExtensions : public CVistrelWEBase {

@@ -173,6 +173,8 @@ class MemoryFiles : public Files {
     Status RemoveEmptyDirectory(const char16_t* path) override;
     bool GetAttributes(const char16_t* path, std::uint32_t* attributes) override;
     std::u16string CurrentDirectory() override;
+    std::uint32_t ReadProfileSection(const char16_t* fileName, const char16_t* section,
+                                     char16_t* buffer, std::uint32_t chars) override;
 
     ParsedPath Parse(std::u16string_view path) const;
     // The node at the path, or null with *status kErrorFileNotFound (last piece missing) or

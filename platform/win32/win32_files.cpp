@@ -124,6 +124,12 @@ class Win32Files final : public Files {
         if (!folder.empty() && folder.back() == u'\\') folder.pop_back();
         return folder;
     }
+
+    std::uint32_t ReadProfileSection(const char16_t* fileName, const char16_t* section,
+                                     char16_t* buffer, std::uint32_t chars) override {
+        if (fileName == nullptr) return ::GetProfileSectionW(Wide(section), Wide(buffer), chars);
+        return ::GetPrivateProfileSectionW(Wide(section), Wide(buffer), chars, Wide(fileName));
+    }
 };
 
 }  // namespace
