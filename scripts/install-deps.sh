@@ -2,8 +2,9 @@
 # Installs the Debian packages the two builds and their tests need. Idempotent: a package that is
 # already installed is not asked for again, so a second run installs nothing.
 set -euo pipefail
-packages=(cmake ninja-build g++ make googletest libgtest-dev libgmock-dev libbenchmark-dev
-    clang-format nlohmann-json3-dev libcli11-dev g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64 xvfb xauth)
+packages=(cmake ninja-build g++ make pkg-config googletest libgtest-dev libgmock-dev libbenchmark-dev
+    libhivex-dev libwin-hivex-perl clang-format nlohmann-json3-dev libcli11-dev
+    g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64 xvfb xauth)
 # `install-deps.sh fuzz`: clang with its libFuzzer and sanitizer runtimes, for `make fuzz` only.
 [ "${1:-}" = fuzz ] && packages=(clang-14 libclang-rt-14-dev)
 missing=()

@@ -30,6 +30,12 @@ class CVistrelHosts : public CVistrelPlugin {
     // -1 and 1 open the file in the text editor (false); 0 reads again and leaves failed as it
     // was (true); anything else false. Index and flags are not used.
     bool DoAction(std::int32_t action, std::int32_t index, resultFlags* flags) override;
+    // Every entry lives in the hosts file.
+    bool GetItemLocation(std::int32_t index, ItemLocation* location) override {
+        if (index < 0 || static_cast<std::size_t>(index) >= items.size()) return false;
+        location->filePath = hostsPath;
+        return true;
+    }
 
     // Replaces items with the file's entries. False when the file is unknown or can't be read.
     bool EnumerateHostEntries();

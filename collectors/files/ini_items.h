@@ -30,6 +30,12 @@ class CVistrelINIBase : public CVistrelPlugin {
     // itself when it has none (false). 0 reads again (true). Anything else: false. The flags are
     // never touched.
     bool DoAction(std::int32_t action, std::int32_t index, resultFlags* flags) override;
+    // The INI file whose line holds the entry.
+    bool GetItemLocation(std::int32_t index, ItemLocation* location) override {
+        if (index < 0 || static_cast<std::size_t>(index) >= items.size()) return false;
+        location->filePath = fileName;
+        return true;
+    }
 
     std::u16string fileName;
     bool needRead = true;

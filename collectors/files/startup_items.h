@@ -31,6 +31,12 @@ class CVistrelStartupItemsBase : public CVistrelPlugin {
     // hold. A bad index or an emptied entry: false, flags untouched; no helper or a failed
     // deletion: succeeded cleared, false.
     bool DoAction(std::int32_t action, std::int32_t index, resultFlags* flags) override;
+    // The entry's file; nothing for a bad index or a removed entry.
+    bool GetItemLocation(std::int32_t index, ItemLocation* location) override {
+        if (!IsValidIndex(index) || items[static_cast<std::size_t>(index)].empty()) return false;
+        location->filePath = items[static_cast<std::size_t>(index)];
+        return true;
+    }
 
     std::u16string folder;  // empty when the lookup failed
     bool needRead = true;

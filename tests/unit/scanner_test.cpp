@@ -120,6 +120,16 @@ TEST_F(ScannerTest, FixtureScansIntoTheExpectedRecords) {
           R"("details":[{"label_key":"IDS_VISTREL_SERVICES_STARTUP","label":"Start",)"
           R"("value":"Automatic","value_key":"IDS_VISTREL_SERVICES_AUTOMATIC"},)" FILE_LINES(
               R"(C:\\s.exe)", "s.exe", R"(C:\\s.exe)") "]}"}},
+        {"a hosts entry lives in the hosts file",
+         [](MemoryMachine& m) {
+             m.SetSpecialFolder(platform::kCsidlSystem, u"C:\\W\\system32");
+             m.AddFile(u"C:\\W\\system32\\drivers\\etc\\hosts", "10.0.0.1 bank.example\n");
+         },
+         {"IDS_VISTREL_HOSTS"},
+         {R"({"category_keys":["IDS_VISTREL_HOSTS"],"category":[""],"entry":"bank.example",)"
+          R"("location":{"file":"C:\\W\\system32\\drivers\\etc\\hosts"},"details":[)"
+          R"({"label_key":"IDS_VISTREL_IP","label":"","value":"10.0.0.1"},)"
+          R"({"label_key":"IDS_VISTREL_HOST","label":"","value":"bank.example"}]})"}},
         {"a parent category selects every leaf below it, in the tree's order",
          [](MemoryMachine& m) { m.SetString(kHkeyCurrentUser, kRun, u"A", u"C:\\a.exe"); },
          {"IDS_VISTREL_RUNITEMS"},

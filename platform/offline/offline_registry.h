@@ -1,0 +1,130 @@
+// The registry of an offline machine: the hive files read through the hive library, laid out as
+// the running system shows them. HKLM holds SOFTWARE and SYSTEM (with CurrentControlSet leading
+// to the control set that Select\Current names), HKCU is one user's NTUSER.DAT, HKCR is
+// HKLM\SOFTWARE\Classes. Every call that would change a hive answers kErrorAccessDenied.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/registry.h"
+
+struct hive_h;
+
+namespace platform::offline {
+
+// One hive file opened read-only; closed with the object.
+class Hive {
+  public:
+    // Null with *error set when the file can't be opened as a hive.
+    static std::unique_ptr<Hive> Open(const std::string& path, std::string* error);
+    ~Hive();
+    Hive(const Hive&) = delete;
+    Hive& operator=(const Hive&) = delete;
+
+    hive_h* handle() const { return hive_; }
+    std::size_t root() const { return root_; }
+    const std::string& path() const { return path_; }
+
+  private:
+    Hive(hive_h* hive, std::size_t root, std::string path)
+        : hive_(hive), root_(root), path_(std::move(path)) {}
+    hive_h* hive_;
+    std::size_t root_;
+    std::string path_;
+};
+
+// A key: a node of a hive, or (hive null) one of the machine's own keys that no hive holds,
+// such as HKLM itself; node then indexes those.
+struct KeyRef {
+    Hive* hive = nullptr;
+    std::size_t node = 0;
+    // What the registry read of the node, once known; saves finding it again per call.
+    void* cache = nullptr;
+};
+
+class OfflineRegistry : public Registry {
+  public:
+    // The hives stay owned by the caller and must outlive the registry. user may be null (HKCU
+    // is then empty). controlSet is the node Select\Current names in the SYSTEM hive.
+    OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user);
+
+    Status OpenKey(RegKey parent, const char16_t* subKey, std::uint32_t access,
+                   RegKey* result) override;
+    Status CreateKey(RegKey parent, const char16_t* subKey, std::uint32_t access,
+                     RegKey* result) override;
+    Status CloseKey(RegKey key) override;
+    Status QueryValue(RegKey key, const char16_t* name, std::uint32_t* type, void* data,
+                      std::uint32_t* dataBytes) override;
+    Status EnumValue(RegKey key, std::uint32_t index, char16_t* name, std::uint32_t* nameChars,
+                     std::uint32_t* type, void* data, std::uint32_t* dataBytes) override;
+    Status EnumKey(RegKey key, std::uint32_t index, char16_t* name,
+                   std::uint32_t* nameChars) override;
+    Status SetValue(RegKey key, const char16_t* name, std::uint32_t type, const void* data,
+                    std::uint32_t dataBytes) override;
+    Status DeleteValue(RegKey key, const char16_t* name) override;
+    Status DeleteTree(RegKey parent, const char16_t* subKey) override;
+    Status DenyAllAccess(RegKey parent, const char16_t* subKey) override;
+    Status AllowAllAccess(RegKey parent, const char16_t* subKey) override;
+
+    // Reads a value by root and path for the machine's own set-up (environment, folders):
+    // the stored bytes, or false when the key or value is missing or unreadable.
+    bool ReadValue(RegKey root, std::u16string_view path, std::u16string_view name,
+                   std::uint32_t* type, std::string* bytes);
+
+  private:
+    // What was read of one node, once: its sub-keys and values with their names.
+    struct NodeCache {
+        bool childrenRead = false;
+        Status childrenStatus = kErrorSuccess;
+        std::vector<KeyRef> children;
+        std::vector<std::u16string> childNames;
+        // Folded name -> index; built only for keys with many sub-keys, the others are searched.
+        std::unordered_map<std::u16string, std::size_t> childByName;
+        bool indexed = false;
+        // The sub-key EnumKey gave last: a walk opens it next, found without the index.
+        std::size_t lastEnumerated = 0;
+        bool valuesRead = false;
+        Status valuesStatus = kErrorSuccess;
+        std::vector<std::size_t> values;
+        std::vector<std::u16string> valueNames;
+    };
+    struct OwnKey {
+        std::vector<std::pair<std::u16string, KeyRef>> children;
+    };
+    struct Handle {
+        KeyRef key;
+        std::uint32_t access = 0;
+    };
+
+    NodeCache& Cache(KeyRef& key);
+    Status LoadChildren(KeyRef& key, NodeCache** cache);
+    Status LoadValues(KeyRef& key, NodeCache** cache);
+    // The stored reference of an open handle or root, so that what is learnt of it stays.
+    Status Resolve(RegKey key, KeyRef** ref, std::uint32_t* access);
+    Status Walk(KeyRef from, std::u16string_view subKey, KeyRef* found);
+    Status FindValue(KeyRef& key, std::u16string_view name, std::size_t* value);
+    KeyRef AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children);
+
+    std::mutex mutex_;
+    Hive& system_;
+    std::size_t controlSet_;
+    std::vector<OwnKey> ownKeys_;
+    std::vector<std::pair<RegKey, KeyRef>> roots_;
+    struct CacheKeyHash {
+        std::size_t operator()(const std::pair<const Hive*, std::size_t>& k) const {
+            return std::hash<std::size_t>()(k.second * 31 +
+                                            reinterpret_cast<std::uintptr_t>(k.first));
+        }
+    };
+    std::unordered_map<std::pair<const Hive*, std::size_t>, NodeCache, CacheKeyHash> caches_;
+    std::unordered_map<std::uintptr_t, Handle> handles_;
+    std::uintptr_t nextHandle_ = 0x1000;
+};
+
+}  // namespace platform::offline
