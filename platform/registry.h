@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "platform/types.h"
 
@@ -40,14 +41,23 @@ class Registry {
     virtual Status EnumKey(RegKey key, std::uint32_t index, char16_t* name,
                            std::uint32_t* nameChars) = 0;
 
-    // RegSetValueExW. name null or empty is the default value. Stores exactly dataBytes bytes;
-    // for string types a later read that has room also finds a terminator after them that the
-    // stored size does not count, as Windows keeps one there.
+    // RegSetValueExW. name null or empty is the default value. Callers count a string's
+    // terminator: Windows also stores one more character when the last counted one isn't null
+    // and the caller's memory behind the bytes holds a null, which the memory machine never
+    // reads, so it stores exactly dataBytes bytes.
     virtual Status SetValue(RegKey key, const char16_t* name, std::uint32_t type, const void* data,
                             std::uint32_t dataBytes) = 0;
 
     // RegDeleteValueW. A missing value gives kErrorFileNotFound.
     virtual Status DeleteValue(RegKey key, const char16_t* name) = 0;
+
+    // The same two for a name with its counted length, as EnumValue reports it: an embedded NUL
+    // is part of the name (the native API allows such names, and the calls above would reach the
+    // value named by the part before the NUL). Empty is the default value. A name with a NUL
+    // needs a key opened by handle: through a predefined root it gives kErrorInvalidHandle.
+    virtual Status SetCountedValue(RegKey key, std::u16string_view name, std::uint32_t type,
+                                   const void* data, std::uint32_t dataBytes) = 0;
+    virtual Status DeleteCountedValue(RegKey key, std::u16string_view name) = 0;
 
     // RegDeleteTreeW followed by RegDeleteKeyW: removes parent\subKey with its whole subtree.
     virtual Status DeleteTree(RegKey parent, const char16_t* subKey) = 0;

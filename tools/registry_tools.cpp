@@ -6,6 +6,7 @@
 #include "libs/talutils/text_utils.h"
 #include "platform/machine.h"
 #include "platform/unique_handle.h"
+#include "tools/registry_values.h"
 #include "tools/value_lists.h"
 
 namespace {
@@ -107,12 +108,17 @@ std::int32_t ForEachValueToken(platform::RegKey root, const char16_t* subKey,
 }
 
 bool DeleteRegKey(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath) {
-    if (helper == nullptr || keyPath == nullptr) return false;
+    if (keyPath == nullptr) return false;
+    return DeleteRegKey(helper, root, talutils::View(keyPath));
+}
+
+bool DeleteRegKey(IElevatedHelper* helper, platform::RegKey root, std::u16string_view keyPath) {
+    if (helper == nullptr) return false;
     const std::u16string key(keyPath);
     std::int32_t result = helper->Reg_DeleteKey(root, key);
     if (result >= 0) return true;
     g_trace.Trace(u"Vistrel:DeleteRegKey: Can't delete registry key %s from root %p. hr=%#X",
-                  key.c_str(), static_cast<void*>(root), AsHex(result));
+                  VisibleRegName(key).c_str(), static_cast<void*>(root), AsHex(result));
     return false;
 }
 
@@ -132,7 +138,7 @@ bool DeleteRegValue(IElevatedHelper* helper, platform::RegKey root, const char16
     g_trace.Trace(
         u"Vistrel:DeleteRegValue: Can't delete registry value %s from key %s from root %p. "
         u"hr=%#X",
-        value.c_str(), key.c_str(), static_cast<void*>(root), AsHex(result));
+        VisibleRegName(value).c_str(), key.c_str(), static_cast<void*>(root), AsHex(result));
     return false;
 }
 

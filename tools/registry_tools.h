@@ -26,7 +26,7 @@ inline constexpr std::uint32_t kRegToolDataBytes = 4096;
 using RegValueCallback = bool (*)(std::u16string_view name, const void* data,
                                   std::uint32_t dataBytes, std::uint32_t type, void* context);
 // root: as the caller of EnumRegKeys gave it. path: parentPath + "\" + the sub-key's name, the
-// name with its counted length (an embedded NUL stays in it; see KeyPathIsExact).
+// name with its counted length (an embedded NUL stays in it, and DeleteRegKey refuses it).
 using RegKeyCallback = bool (*)(platform::RegKey root, std::u16string_view path, void* context);
 // One token of ForEachValueToken.
 using RegTokenCallback = bool (*)(const char16_t* token, void* context);
@@ -62,6 +62,9 @@ char16_t* RegTokenStringBuffer();
 // null keyPath (DeleteRegValue: or a null valueName) they return false without any call or log
 // line. A negative status is logged and gives false. root is passed on unchanged.
 bool DeleteRegKey(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath);
+// The same for a path with its counted length, as EnumRegKeys delivers it: a path with an
+// embedded NUL reaches the helper whole, which refuses it, so no other key is deleted.
+bool DeleteRegKey(IElevatedHelper* helper, platform::RegKey root, std::u16string_view keyPath);
 bool DeleteRegValue(IElevatedHelper* helper, platform::RegKey root, const char16_t* keyPath,
                     const char16_t* valueName);
 // The same for a name with its counted length: an embedded NUL stays part of the name.

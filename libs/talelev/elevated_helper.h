@@ -14,7 +14,10 @@
 #include "platform/types.h"
 
 // The registry operations. Keys are given as a predefined root plus a path below it; the path
-// is relative, without leading backslash.
+// is relative, without leading backslash. Names are whole strings: a value name may hold an
+// embedded NUL and then names exactly that value (a read of such a name is refused with
+// E_INVALIDARG); a key path with a NUL is refused with E_INVALIDARG, since the key calls would
+// end it there and reach another key.
 class IElevatedRegistry {
   public:
     // Removes root\keyPath with its whole subtree. An empty keyPath is refused with E_INVALIDARG

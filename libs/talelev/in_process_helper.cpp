@@ -18,8 +18,15 @@ platform::Registry& Reg() {
 // Value names may have 16383 characters, key names 255.
 constexpr std::uint32_t kNameChars = 16384;
 
+// The registry's key calls end a path at its first NUL, so a path with one would reach another
+// key than the one named: it is refused.
+bool HasNul(const std::u16string& text) {
+    return text.find(u'\0') != std::u16string::npos;
+}
+
 std::int32_t OpenKey(platform::RegKey root, const std::u16string& keyPath, std::uint32_t access,
                      platform::UniqueRegKey& key) {
+    if (HasNul(keyPath)) return platform::kEInvalidArg;
     return HResultFromWin32(Reg().OpenKey(root, keyPath.c_str(), access, key.put()));
 }
 
@@ -42,7 +49,7 @@ std::int32_t CollectNames(EnumFunction enumerate, std::vector<std::u16string>& n
 }  // namespace
 
 std::int32_t CInProcessHelper::Reg_DeleteKey(platform::RegKey root, const std::u16string& keyPath) {
-    if (keyPath.empty()) return platform::kEInvalidArg;
+    if (keyPath.empty() || HasNul(keyPath)) return platform::kEInvalidArg;
     return HResultFromWin32(Reg().DeleteTree(root, keyPath.c_str()));
 }
 
@@ -51,7 +58,7 @@ std::int32_t CInProcessHelper::Reg_DeleteValue(platform::RegKey root, const std:
     platform::UniqueRegKey key;
     std::int32_t result = OpenKey(root, keyPath, platform::kKeySetValue, key);
     if (result < 0) return result;
-    return HResultFromWin32(Reg().DeleteValue(key.get(), valueName.c_str()));
+    return HResultFromWin32(Reg().DeleteCountedValue(key.get(), valueName));
 }
 
 std::int32_t CInProcessHelper::Reg_SetValue(platform::RegKey root, const std::u16string& keyPath,
@@ -61,13 +68,14 @@ std::int32_t CInProcessHelper::Reg_SetValue(platform::RegKey root, const std::u1
     if (sizeInBytes < 0 || sizeInBytes > std::numeric_limits<std::uint32_t>::max())
         return platform::kEInvalidArg;
     if (data == nullptr && sizeInBytes != 0) return platform::kEInvalidArg;
+    if (HasNul(keyPath)) return platform::kEInvalidArg;
     platform::UniqueRegKey key;
     platform::Status status =
         flag == 1 ? Reg().CreateKey(root, keyPath.c_str(), platform::kKeySetValue, key.put())
                   : Reg().OpenKey(root, keyPath.c_str(), platform::kKeySetValue, key.put());
     if (status != platform::kErrorSuccess) return HResultFromWin32(status);
-    return HResultFromWin32(Reg().SetValue(key.get(), valueName.c_str(), type, data,
-                                           static_cast<std::uint32_t>(sizeInBytes)));
+    return HResultFromWin32(Reg().SetCountedValue(key.get(), valueName, type, data,
+                                                  static_cast<std::uint32_t>(sizeInBytes)));
 }
 
 std::int32_t CInProcessHelper::Reg_QueryValue(platform::RegKey root, const std::u16string& keyPath,
@@ -75,6 +83,8 @@ std::int32_t CInProcessHelper::Reg_QueryValue(platform::RegKey root, const std::
                                               std::vector<std::uint8_t>& data) {
     data.clear();
     if (type) *type = platform::kRegNone;
+    // Reading has no counted-name call: a name with a NUL would read another value.
+    if (HasNul(valueName)) return platform::kEInvalidArg;
     platform::UniqueRegKey key;
     std::int32_t result = OpenKey(root, keyPath, platform::kKeyQueryValue, key);
     if (result < 0) return result;
@@ -102,6 +112,7 @@ std::int32_t CInProcessHelper::Reg_QueryValue(platform::RegKey root, const std::
 }
 
 std::int32_t CInProcessHelper::Reg_CreateKey(platform::RegKey root, const std::u16string& keyPath) {
+    if (HasNul(keyPath)) return platform::kEInvalidArg;
     platform::UniqueRegKey key;
     return HResultFromWin32(
         Reg().CreateKey(root, keyPath.c_str(), platform::kKeyQueryValue, key.put()));
@@ -139,6 +150,8 @@ std::int32_t CInProcessHelper::Reg_DeleteTree(platform::RegKey root,
     std::vector<std::u16string> subKeys;
     std::int32_t result = Reg_EnumKeys(root, keyPath, subKeys);
     if (result < 0) return result;
+    for (const std::u16string& subKey : subKeys)
+        if (HasNul(subKey)) return platform::kEInvalidArg;
     std::vector<std::u16string> values;
     result = Reg_EnumValues(root, keyPath, values);
     if (result < 0) return result;
@@ -151,7 +164,7 @@ std::int32_t CInProcessHelper::Reg_DeleteTree(platform::RegKey root,
         if (status != platform::kErrorSuccess) return HResultFromWin32(status);
     }
     for (const std::u16string& value : values) {
-        platform::Status status = Reg().DeleteValue(key.get(), value.c_str());
+        platform::Status status = Reg().DeleteCountedValue(key.get(), value);
         if (status != platform::kErrorSuccess) return HResultFromWin32(status);
     }
     return platform::kSOk;

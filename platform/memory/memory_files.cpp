@@ -85,7 +85,38 @@ FileNode* MemoryFiles::Volume(std::u16string_view volume, bool create) {
     return root.get();
 }
 
+namespace {
+
+// "\\?\" and "\??\" hand the rest of a path to the system as it is: no "/" for "\", no "." or
+// "..", no trimming. Only drive paths and "UNC\server\share" are known here.
+ParsedPath ParseVerbatim(std::u16string_view rest) {
+    ParsedPath result;
+    const std::vector<std::u16string> pieces = SplitKeyPath(rest);
+    if (pieces.empty()) return result;
+    std::size_t first = 1;
+    if (pieces[0].size() == 2 && pieces[0][1] == u':' && rest.size() >= 2 && rest[1] == u':') {
+        result.volume = Fold(pieces[0]);
+    } else if (EqualNoCase(pieces[0], u"UNC") && pieces.size() >= 3) {
+        result.volume = u"\\\\" + pieces[1] + u"\\" + pieces[2];
+        first = 3;
+    } else {
+        return result;
+    }
+    result.parts.assign(pieces.begin() + static_cast<std::ptrdiff_t>(first), pieces.end());
+    result.trailingSeparator = rest.back() == u'\\';
+    result.valid = true;
+    return result;
+}
+
+bool IsBlankOrDot(char16_t c) {
+    return c == u' ' || c == u'.';
+}
+
+}  // namespace
+
 ParsedPath MemoryFiles::Parse(std::u16string_view raw) const {
+    if (raw.starts_with(u"\\\\?\\") || raw.starts_with(u"\\??\\"))
+        return ParseVerbatim(raw.substr(4));
     ParsedPath result;
     std::u16string path(raw);
     std::replace(path.begin(), path.end(), u'/', u'\\');
@@ -108,11 +139,24 @@ ParsedPath MemoryFiles::Parse(std::u16string_view raw) const {
         rest = path[0] == u'\\' ? path : Join(current).substr(current.volume.size()) + u"\\" + path;
     }
     result.trailingSeparator = path.back() == u'\\';
-    for (std::u16string& piece : SplitKeyPath(rest)) {
+    std::vector<std::u16string> pieces = SplitKeyPath(rest);
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        std::u16string& piece = pieces[i];
         if (piece == u".") continue;
         if (piece == u"..") {
             if (!result.parts.empty()) result.parts.pop_back();
             continue;
+        }
+        // The system drops one dot that ends a folder's name, and every blank and dot that ends
+        // the path; a pattern keeps its own, since "x." is a pattern of its own.
+        if (i + 1 < pieces.size()) {
+            if (piece.back() == u'.') piece.pop_back();
+        } else if (!result.trailingSeparator && !HasWildcard(piece)) {
+            while (!piece.empty() && IsBlankOrDot(piece.back())) piece.pop_back();
+            if (piece.empty()) {
+                result.trailingSeparator = true;
+                continue;
+            }
         }
         result.parts.push_back(std::move(piece));
     }

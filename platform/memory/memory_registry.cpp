@@ -19,6 +19,11 @@ std::vector<std::u16string> Pieces(const char16_t* subKey) {
 constexpr Status kErrorBadPathname = 161;
 // What the system says for a null data pointer with a non-zero size.
 constexpr Status kErrorNoAccess = 998;
+// Only a key opened by handle takes a name with an embedded NUL (the native calls need a handle).
+bool HasNul(std::u16string_view name) {
+    return name.find(u'\0') != std::u16string_view::npos;
+}
+
 bool LeadingBackslash(const char16_t* subKey) {
     return subKey != nullptr && subKey[0] == u'\\';
 }
@@ -294,44 +299,45 @@ Status MemoryRegistry::EnumKey(RegKey key, std::uint32_t index, char16_t* name,
 
 Status MemoryRegistry::SetValue(RegKey key, const char16_t* name, std::uint32_t type,
                                 const void* data, std::uint32_t dataBytes) {
+    return SetCountedValue(key, WideView(name), type, data, dataBytes);
+}
+
+Status MemoryRegistry::SetCountedValue(RegKey key, std::u16string_view name, std::uint32_t type,
+                                       const void* data, std::uint32_t dataBytes) {
     Lock lock(state_.mutex);
     std::shared_ptr<RegNode> node;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &node, &access); s != kErrorSuccess) return s;
     if (!(access & kKeySetValue)) return kErrorAccessDenied;
     if (data == nullptr && dataBytes != 0) return kErrorNoAccess;
+    if (IsRoot(key) && HasNul(name)) return kErrorInvalidHandle;
     if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
-    // The system stores a string's terminator when the caller forgot to count it: if the last
-    // counted character isn't null and the one behind it is, the count grows by one character.
-    // Like the system, this reads the character behind the counted bytes, but only when the last
-    // counted one isn't null: a caller that counted its terminator owes nothing behind it.
-    if (data != nullptr && dataBytes >= 2 &&
-        (type == kRegSz || type == kRegExpandSz || type == kRegMultiSz)) {
-        const auto* text = static_cast<const unsigned char*>(data);
-        const std::size_t last = (dataBytes / 2 - 1) * 2;
-        const bool lastIsNull = text[last] == 0 && text[last + 1] == 0;
-        if (!lastIsNull && text[last + 2] == 0 && text[last + 3] == 0) dataBytes += 2;
-    }
+    // Only the counted bytes are read: what lies behind them is the caller's, and may not exist.
     std::string bytes(static_cast<const char*>(data), dataBytes);
     // A value set again keeps its place among the others.
-    if (RegValue* existing = node->FindValue(WideView(name))) {
+    if (RegValue* existing = node->FindValue(name)) {
         existing->type = type;
         existing->data = std::move(bytes);
     } else {
-        node->values.push_back(RegValue{std::u16string(WideView(name)), type, std::move(bytes)});
+        node->values.push_back(RegValue{std::u16string(name), type, std::move(bytes)});
     }
     return kErrorSuccess;
 }
 
 Status MemoryRegistry::DeleteValue(RegKey key, const char16_t* name) {
+    return DeleteCountedValue(key, WideView(name));
+}
+
+Status MemoryRegistry::DeleteCountedValue(RegKey key, std::u16string_view name) {
     Lock lock(state_.mutex);
     std::shared_ptr<RegNode> node;
     std::uint32_t access = 0;
     if (Status s = Resolve(key, &node, &access); s != kErrorSuccess) return s;
     if (!(access & kKeySetValue)) return kErrorAccessDenied;
+    if (IsRoot(key) && HasNul(name)) return kErrorInvalidHandle;
     if (Status s = WriteFault(node.get()); s != kErrorSuccess) return s;
     auto it = std::find_if(node->values.begin(), node->values.end(),
-                           [&](const RegValue& v) { return EqualNoCase(v.name, WideView(name)); });
+                           [&](const RegValue& v) { return EqualNoCase(v.name, name); });
     if (it == node->values.end()) return kErrorFileNotFound;
     node->values.erase(it);
     return kErrorSuccess;

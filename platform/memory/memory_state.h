@@ -73,6 +73,9 @@ class MemoryRegistry : public Registry {
     Status SetValue(RegKey key, const char16_t* name, std::uint32_t type, const void* data,
                     std::uint32_t dataBytes) override;
     Status DeleteValue(RegKey key, const char16_t* name) override;
+    Status SetCountedValue(RegKey key, std::u16string_view name, std::uint32_t type,
+                           const void* data, std::uint32_t dataBytes) override;
+    Status DeleteCountedValue(RegKey key, std::u16string_view name) override;
     Status DeleteTree(RegKey parent, const char16_t* subKey) override;
     Status DenyAllAccess(RegKey parent, const char16_t* subKey) override;
     Status AllowAllAccess(RegKey parent, const char16_t* subKey) override;
@@ -230,6 +233,9 @@ class MemoryVersion : public VersionInfo {
   private:
     const std::string* Block(const char16_t* path);
     MachineState& state_;
+    // The bytes Get wrote into each buffer it filled: a query reads no further, whatever the
+    // block's first word claims.
+    std::map<const void*, std::uint32_t> filled_;
 };
 
 class MemoryResources : public Resources {

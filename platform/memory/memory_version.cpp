@@ -37,16 +37,23 @@ bool MemoryVersion::Get(const char16_t* path, std::uint32_t size, void* out) {
         state_.SetLastError(static_cast<std::uint32_t>(kErrorInvalidParameter));
         return false;
     }
-    std::memcpy(out, block->data(), std::min<std::size_t>(size, block->size()));
+    const auto copied = static_cast<std::uint32_t>(std::min<std::size_t>(size, block->size()));
+    std::memcpy(out, block->data(), copied);
+    filled_[out] = copied;
     return true;
 }
 
 bool MemoryVersion::Query(const void* block, const char16_t* subBlock, const void** buffer,
                           std::uint32_t* length) {
-    // The block is the one Get filled: its first word says how many of its bytes to trust.
     if (block == nullptr || subBlock == nullptr || buffer == nullptr || length == nullptr)
         return false;
-    return QueryVersionBlock(block, subBlock, buffer, length);
+    Lock lock(state_.mutex);
+    // A block Get filled is read within the bytes it really holds, as the system reads a file's
+    // real block: one that claims more is refused. A block of the caller's own is read as its
+    // first word says, as VerQueryValueW reads it.
+    auto it = filled_.find(block);
+    if (it == filled_.end()) return QueryVersionBlock(block, subBlock, buffer, length);
+    return QueryVersionBlock(block, it->second, subBlock, buffer, length);
 }
 
 }  // namespace platform::memory::detail

@@ -68,6 +68,14 @@ class OfflineRegistry : public Registry {
     Status SetValue(RegKey key, const char16_t* name, std::uint32_t type, const void* data,
                     std::uint32_t dataBytes) override;
     Status DeleteValue(RegKey key, const char16_t* name) override;
+    // Refused like every change, whatever the name.
+    Status SetCountedValue(RegKey key, std::u16string_view, std::uint32_t type, const void* data,
+                           std::uint32_t dataBytes) override {
+        return SetValue(key, nullptr, type, data, dataBytes);
+    }
+    Status DeleteCountedValue(RegKey key, std::u16string_view) override {
+        return DeleteValue(key, nullptr);
+    }
     Status DeleteTree(RegKey parent, const char16_t* subKey) override;
     Status DenyAllAccess(RegKey parent, const char16_t* subKey) override;
     Status AllowAllAccess(RegKey parent, const char16_t* subKey) override;

@@ -1,4 +1,6 @@
 // The registry concern on the real registry: each call is the Win32 call it names.
+#include <string>
+
 #include "platform/registry.h"
 #include "platform/win32/win32_concerns.h"
 #include "platform/win32/win32_handles.h"
@@ -37,6 +39,51 @@ Status WriteDacl(RegKey parent, const char16_t* subKey, ACL* acl) {
     }
     return static_cast<Status>(
         ::RegSetKeySecurity(key.get(), DACL_SECURITY_INFORMATION, &descriptor));
+}
+
+// A value name with an embedded NUL can only be named through the native API, with its counted
+// length; the Win32 calls end the name at its first NUL.
+bool HasNul(std::u16string_view name) {
+    return name.find(u'\0') != std::u16string_view::npos;
+}
+
+struct CountedName {  // UNICODE_STRING
+    USHORT Length;
+    USHORT MaximumLength;
+    const wchar_t* Buffer;
+};
+using NtDeleteValueKeyFunction = LONG(WINAPI*)(HANDLE, const CountedName*);
+using NtSetValueKeyFunction = LONG(WINAPI*)(HANDLE, const CountedName*, ULONG, ULONG, const void*,
+                                            ULONG);
+using RtlNtStatusToDosErrorFunction = ULONG(WINAPI*)(LONG);
+
+template <class Function>
+Function Native(const char* name) {
+    HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
+    return ntdll == nullptr
+               ? nullptr
+               : reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(ntdll, name)));
+}
+
+// The Win32 error for a native status, as the registry functions themselves translate it.
+Status FromNtStatus(LONG status) {
+    if (status == 0) return kErrorSuccess;
+    static const auto translate = Native<RtlNtStatusToDosErrorFunction>("RtlNtStatusToDosError");
+    return translate != nullptr ? static_cast<Status>(translate(status)) : kErrorGenFailure;
+}
+
+// Calls call(handle, counted name) with the native function, or gives the failure that stands
+// for its absence or for a name too long to count.
+template <class Function, class Call>
+Status CallNative(const char* function, std::u16string_view name, Call call) {
+    if (name.size() > 0x7FFF) return kErrorInvalidParameter;
+    static_assert(sizeof(wchar_t) == sizeof(char16_t));
+    const CountedName counted{static_cast<USHORT>(name.size() * sizeof(wchar_t)),
+                              static_cast<USHORT>(name.size() * sizeof(wchar_t)),
+                              reinterpret_cast<const wchar_t*>(name.data())};
+    const auto native = Native<Function>(function);
+    if (native == nullptr) return kErrorCallNotImplemented;
+    return FromNtStatus(call(native, &counted));
 }
 
 class Win32Registry final : public Registry {
@@ -94,6 +141,30 @@ class Win32Registry final : public Registry {
 
     Status DeleteValue(RegKey key, const char16_t* name) override {
         return static_cast<Status>(::RegDeleteValueW(ToHkey(key), Wide(name)));
+    }
+
+    Status SetCountedValue(RegKey key, std::u16string_view name, std::uint32_t type,
+                           const void* data, std::uint32_t dataBytes) override {
+        if (!HasNul(name)) {
+            const std::u16string text(name);
+            return SetValue(key, text.c_str(), type, data, dataBytes);
+        }
+        return CallNative<NtSetValueKeyFunction>(
+            "NtSetValueKey", name, [&](NtSetValueKeyFunction set, const CountedName* counted) {
+                return set(ToHkey(key), counted, 0, type, data, dataBytes);
+            });
+    }
+
+    Status DeleteCountedValue(RegKey key, std::u16string_view name) override {
+        if (!HasNul(name)) {
+            const std::u16string text(name);
+            return DeleteValue(key, text.c_str());
+        }
+        return CallNative<NtDeleteValueKeyFunction>(
+            "NtDeleteValueKey", name,
+            [&](NtDeleteValueKeyFunction remove, const CountedName* counted) {
+                return remove(ToHkey(key), counted);
+            });
     }
 
     Status DeleteTree(RegKey parent, const char16_t* subKey) override {

@@ -60,6 +60,9 @@ TEST_P(FilesContract, FindGivesSortedNamesAndSystemErrors) {
         {u"aDir\\", {u"#2"}},
         // Wildcards belong in the last component only.
         {u"a*\\x.txt", {u"#123"}},
+        // Blanks and dots that end a path go; a folder's name loses one dot.
+        {u"b.txt. .", {u"b.txt"}},
+        {u"aDir.\\..\\Program.EXE..", {u"Program.EXE"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(Narrow(c.pattern));
@@ -80,6 +83,16 @@ TEST_P(FilesContract, FindGivesSortedNamesAndSystemErrors) {
     ASSERT_NE(find, nullptr);
     EXPECT_NE(data.attributes & kFileAttributeDirectory, 0u);
     files().FindClose(find);
+}
+
+TEST_P(FilesContract, VerbatimPathsAreTakenAsTheyStand) {
+    const char16_t* const prefixes[] = {u"\\\\?\\", u"\\??\\"};
+    for (const char16_t* prefix : prefixes)
+        EXPECT_EQ(Find(prefix + InFolder(u"b.txt")), Names{u"b.txt"});
+    if (RunsUnderWine())
+        GTEST_SKIP() << "Wine trims a verbatim path's trailing dots, Windows does not";
+    for (const char16_t* prefix : prefixes)
+        EXPECT_EQ(Find(prefix + InFolder(u"b.txt.")), Names{u"#2"});
 }
 
 TEST_P(FilesContract, WholeFileReadsWritesAndAppends) {

@@ -1,4 +1,5 @@
 // Registry calls: status codes, sizes and terminators exactly as Win32 gives them.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -76,8 +77,10 @@ class RegistryContract : public PlatformContract {
 };
 
 TEST_P(RegistryContract, StoredBytesComeBackWithWin32Terminators) {
-    // Windows stores a string's terminator when the caller forgot to count it: if the last
-    // counted character isn't null and the one behind it is, the count grows by one.
+    // Windows stores a string's terminator when the caller forgot to count it and the character
+    // behind the counted bytes is null; the memory machine never reads behind them.
+    const std::string withTerminator = Utf16Bytes(u"abc", true);
+    const std::string uncounted = IsWin32() ? withTerminator : Utf16Bytes(u"abc", false);
     const std::u16string abc = u"abc";    // a null follows in memory
     const std::u16string abcX = u"abcX";  // no null behind the counted characters
     const std::uint32_t dword = 0x12345678;
@@ -88,8 +91,9 @@ TEST_P(RegistryContract, StoredBytesComeBackWithWin32Terminators) {
         std::uint32_t bytes;
         std::string expected;
     } cases[] = {
-        {u"Short", kRegSz, abc.data(), 6, Utf16Bytes(u"abc", true)},
-        {u"ShortMulti", kRegMultiSz, abc.data(), 6, Utf16Bytes(u"abc", true)},
+        {u"Short", kRegSz, abc.data(), 8, withTerminator},
+        {u"Uncounted", kRegSz, abc.data(), 6, uncounted},
+        {u"UncountedMulti", kRegMultiSz, abc.data(), 6, uncounted},
         {u"Binary", kRegBinary, abc.data(), 6, Utf16Bytes(u"abc", false)},
         {u"NoTerminator", kRegSz, abcX.data(), 6, Utf16Bytes(u"abc", false)},
         {u"Empty", kRegSz, "", 0, ""},
@@ -118,6 +122,30 @@ TEST_P(RegistryContract, StoredBytesComeBackWithWin32Terminators) {
     EXPECT_EQ(registry().QueryValue(scratch(), u"Short", nullptr, buffer, nullptr),
               kErrorInvalidParameter);
     EXPECT_EQ(registry().SetValue(scratch(), u"Null", kRegBinary, nullptr, 4), kErrorNoAccess);
+}
+
+// A value name may hold a NUL (the native API counts names); the counted calls reach exactly
+// that value, never the one named by the part before the NUL.
+TEST_P(RegistryContract, CountedNamesReachExactlyTheirValue) {
+    using namespace std::string_literals;
+    const std::u16string hidden = u"Updater\0x"s;
+    ASSERT_EQ(SetText(u"Updater", u"plain"), kErrorSuccess);
+    const std::string bytes = Utf16Bytes(u"hidden", true);
+    ASSERT_EQ(registry().SetCountedValue(scratch(), hidden, kRegSz, bytes.data(), 14),
+              kErrorSuccess);
+    // The enumeration counts the whole name (Wine lists values sorted, so the order is open).
+    Names names = Enumerate(true);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (Names{u"Updater", hidden}));
+    EXPECT_EQ(QueryBytes(u"Updater"), Utf16Bytes(u"plain", true));
+
+    EXPECT_EQ(registry().DeleteCountedValue(kHkeyCurrentUser, hidden), kErrorInvalidHandle);
+    EXPECT_EQ(registry().DeleteCountedValue(scratch(), u"UPDATER\0X"s), kErrorSuccess);
+    EXPECT_EQ(Enumerate(true), Names{u"Updater"});
+    EXPECT_EQ(registry().DeleteCountedValue(scratch(), hidden), kErrorFileNotFound);
+    // Without a NUL the counted call is the plain one.
+    EXPECT_EQ(registry().DeleteCountedValue(scratch(), u"updater"), kErrorSuccess);
+    EXPECT_EQ(Enumerate(true), Names{});
 }
 
 TEST_P(RegistryContract, NamesMatchWithoutCaseAndKeepTheirSpelling) {
@@ -164,33 +192,30 @@ TEST_P(RegistryContract, EnumerationSizesAndOrder) {
     ASSERT_EQ(SetText(u"Seven77", u"0123456789"), kErrorSuccess);
     char16_t name[16];
     char buffer[64];
-    // The name's capacity counts its terminator; the type and the data's size come back anyway.
-    std::uint32_t chars = 7, type = 0, size = 4;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, buffer, &size),
-              kErrorMoreData);
-    EXPECT_EQ(chars, 7u);
-    EXPECT_EQ(type, kRegSz);
-    EXPECT_EQ(size, 22u);
-    // A name that fits is delivered even when the data doesn't.
-    chars = 8;
-    size = 4;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, buffer, &size),
-              kErrorMoreData);
-    EXPECT_EQ(size, 22u);
-    EXPECT_EQ(chars, 7u);
-    EXPECT_EQ(std::u16string(name), u"Seven77");
-    chars = 8;
-    size = sizeof(buffer);
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, buffer, &size),
-              kErrorSuccess);
-    EXPECT_EQ(std::string(buffer, size), Utf16Bytes(u"0123456789", true));
-    // Without a buffer only the size is asked for.
-    chars = 8;
-    size = 0;
-    EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, nullptr, nullptr, &size),
-              kErrorSuccess);
-    EXPECT_EQ(size, 22u);
+    // The name's capacity counts its terminator; a name that fits comes even when the data
+    // doesn't; the type and the data's size come back anyway; without a buffer only the size is
+    // asked for.
+    const struct {
+        std::uint32_t chars, size;
+        char* data;
+        Status status;
+    } cases[] = {{7, 4, buffer, kErrorMoreData},
+                 {8, 4, buffer, kErrorMoreData},
+                 {8, sizeof(buffer), buffer, kErrorSuccess},
+                 {8, 0, nullptr, kErrorSuccess}};
+    for (const auto& c : cases) {
+        std::uint32_t chars = c.chars, type = 0, size = c.size;
+        EXPECT_EQ(registry().EnumValue(scratch(), 0, name, &chars, &type, c.data, &size), c.status);
+        EXPECT_EQ(chars, 7u);
+        EXPECT_EQ(type, kRegSz);
+        EXPECT_EQ(size, 22u);
+        if (c.chars == 8) {
+            EXPECT_EQ(std::u16string(name), u"Seven77");
+        }
+    }
+    EXPECT_EQ(std::string(buffer, 22), Utf16Bytes(u"0123456789", true));
 
+    std::uint32_t chars = 0;
     // Sub-keys come sorted without regard to case.
     for (const char16_t* key : {u"b", u"Five5", u"C", u"a"}) MakeKey(key);
     EXPECT_EQ(Enumerate(false), (Names{u"a", u"b", u"C", u"Five5"}));

@@ -161,21 +161,25 @@ TEST_F(ToolsTest, InProcessHelperOperations) {
     const std::int32_t notFound = platform::HResultFromWin32(platform::kErrorFileNotFound);
     IElevatedHelper* helper = nullptr;
     ASSERT_EQ(CElevatedHelperFactory::GetDirectHelper(&helper), kSOk);
+    std::vector<std::uint8_t> data;
+    std::uint32_t type = 0;
     EXPECT_EQ(helper->Reg_DeleteKey(hkcu, u""), platform::kEInvalidArg);  // not the whole root
     EXPECT_EQ(helper->Reg_DeleteKey(hkcu, u"Nowhere"), notFound);
     EXPECT_EQ(helper->Reg_CreateKey(hkcu, u"T\\U"), kSOk);
     machine_.SetRaw(hkcu, u"T", u"big", platform::kRegBinary, std::string(10000, 'b'));
     machine_.SetString(hkcu, u"T", u"s", u"text");
     machine_.AddKey(hkcu, u"T\\V\\W");
+    // Value names are whole: one hidden behind a NUL is written, and emptied, as itself.
+    const std::u16string hidden(u"s\0x", 3);
+    EXPECT_EQ(helper->Reg_SetValue(hkcu, u"T", hidden, "h", 1, platform::kRegBinary, 0), kSOk);
+    EXPECT_EQ(helper->Reg_QueryValue(hkcu, u"T", hidden, &type, data), platform::kEInvalidArg);
 
-    std::vector<std::uint8_t> data;
-    std::uint32_t type = 0;
     EXPECT_EQ(helper->Reg_QueryValue(hkcu, u"T", u"big", &type, data), kSOk);
     EXPECT_EQ(data.size(), 10000u);
     EXPECT_EQ(type, platform::kRegBinary);
     std::vector<std::u16string> names;
     EXPECT_EQ(helper->Reg_EnumValues(hkcu, u"T", names), kSOk);
-    EXPECT_EQ(names, (std::vector<std::u16string>{u"big", u"s"}));
+    EXPECT_EQ(names, (std::vector<std::u16string>{u"big", u"s", hidden}));
     EXPECT_EQ(helper->Reg_EnumKeys(hkcu, u"T", names), kSOk);
     EXPECT_EQ(names, (std::vector<std::u16string>{u"U", u"V"}));
     // The tree empties; the key itself stays.

@@ -58,8 +58,11 @@ TEST_F(PathResolution, StoredFormsLeadToTheFileOrLeaveTheLastCandidate) {
     } cases[] = {
         {u"\\SystemRoot\\System32\\ntoskrnl.exe", true, kernel},
         {u"systemroot\\System32\\ntoskrnl.exe", true, kernel},
-        {u"\\??\\C:\\WINDOWS\\System32\\ntoskrnl.exe", true, kernel},
-        {u"\\\\?\\C:\\WINDOWS\\System32\\ntoskrnl.exe", true, kernel},
+        // The system finds these as they stand.
+        {u"\\??\\C:\\WINDOWS\\System32\\ntoskrnl.exe", true,
+         u"\\??\\C:\\WINDOWS\\System32\\ntoskrnl.exe"},
+        {u"\\\\?\\C:\\WINDOWS\\System32\\ntoskrnl.exe", true,
+         u"\\\\?\\C:\\WINDOWS\\System32\\ntoskrnl.exe"},
         {u"file://C:\\WINDOWS\\System32\\ntoskrnl.exe", true, kernel},
         {u"%windir%\\System32\\ntoskrnl.exe -x", true, kernel},
         // Without a drive: folder by folder, the name as it stands before its suffixes within a

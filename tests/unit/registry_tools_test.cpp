@@ -166,13 +166,19 @@ TEST_F(RegistryTools, SingleValueReadsComeOnlyFromTheirOwnBytes) {
 }
 
 TEST_F(RegistryTools, WritersChangeExactlyWhatIsNamed) {
+    using namespace std::string_literals;
     machine_.SetString(kHkeyCurrentUser, u"T\\Gone\\Deep", u"v", u"1");
     machine_.SetString(kHkeyCurrentUser, u"T\\Stays", u"v", u"1");
-    machine_.SetString(kHkeyCurrentUser, u"T", u"Remove", u"1");
-    machine_.SetString(kHkeyCurrentUser, u"T", u"Keep", u"1");
+    machine_.AddKey(kHkeyCurrentUser, u"T\\Stays\0x"s);
+    for (const std::u16string& name : {u"Remove"s, u"Keep\0x"s, u"Keep"s})
+        machine_.SetString(kHkeyCurrentUser, u"T", name, u"1");
     EXPECT_TRUE(DeleteRegKey(helper_, kHkeyCurrentUser, u"T\\Gone"));
     EXPECT_FALSE(machine_.HasKey(kHkeyCurrentUser, u"T\\Gone"));
+    // A name hidden behind a NUL is a name of its own: the value goes alone, the key not at all
+    // (the key calls would stop at the NUL and reach "T\Stays").
+    EXPECT_FALSE(DeleteRegKey(helper_, kHkeyCurrentUser, u"T\\Stays\0x"s));
     EXPECT_TRUE(machine_.HasKey(kHkeyCurrentUser, u"T\\Stays"));
+    EXPECT_TRUE(DeleteRegValue(helper_, kHkeyCurrentUser, u"T", u"Keep\0x"s));
     EXPECT_TRUE(DeleteRegValue(helper_, kHkeyCurrentUser, u"T", u"Remove"));
     EXPECT_EQ(machine_.ValueNames(kHkeyCurrentUser, u"T"), Names{u"Keep"});
 

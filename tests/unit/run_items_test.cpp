@@ -211,10 +211,13 @@ TEST_F(RunItemsTest, WithoutRefreshTheStoredListIsDeliveredWithoutOpeningTheKey)
 }
 
 TEST_F(RunItemsTest, RemoveKeepsIndexesSoOtherEntriesStillReachTheirValues) {
+    // The second value hides behind a NUL: shown apart from "A" and removed alone.
     machine.SetString(kHkeyCurrentUser, kRun, u"A", u"C:\\a.exe");
-    machine.SetString(kHkeyCurrentUser, kRun, u"B", u"C:\\b.exe -x");
+    machine.SetString(kHkeyCurrentUser, kRun, std::u16string(u"A\0x", 3), u"C:\\b.exe -x");
     machine.SetString(kHkeyCurrentUser, kRun, u"C", u"C:\\c.exe");
-    ASSERT_EQ(run.EnumerateItems(nullptr, true, nullptr), 3);
+    std::int32_t count = 0;
+    EXPECT_EQ(Enumerate(run, true, &count).entries[1].second, u"A\\0x");
+    ASSERT_EQ(count, 3);
 
     resultFlags flags;
     ASSERT_TRUE(run.DoAction(2, 1, &flags));

@@ -1,9 +1,13 @@
 // Run items end to end under Wine: values written into the real HKCU Run key appear on the page
 // hosted in-process, the pane describes their files, Remove deletes exactly the chosen value and
-// Go to leaves the editor's "LastKey" at the key.
+// Go to leaves the editor's "LastKey" at the key; a value hidden behind a NUL in its name shows
+// apart from the plain one and is removed alone.
+#include "platform/win32/win32_concerns.h"
 #include "tests/support/win32/hosted_page.h"
 // After the wrapper: the process snapshot needs its types.
 #include <tlhelp32.h>
+
+#include <algorithm>
 
 namespace hostedpage {
 namespace {
@@ -105,6 +109,82 @@ TEST_F(RunItemsPage, GoToLeavesLastKeyAtTheRunKeyAndStartsTheEditor) {
     // Go to changes nothing in the tree.
     EXPECT_NE(Find(tree_, kValueTwo, category_), nullptr);
     EXPECT_TRUE(ValueExists(kRunKey, kValueTwo));
+}
+
+constexpr wchar_t kPlain[] = L"VistrelE2E Updater";
+const std::u16string kHidden(u"VistrelE2E Updater\0x", 20);
+
+// Whether HKCU's Run key holds a value of exactly this counted name.
+bool HasCountedValue(const std::u16string& name) {
+    HKEY key;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, kRunKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
+        return false;
+    bool found = false;
+    wchar_t buffer[256];
+    DWORD chars = 256;
+    for (DWORD i = 0; !found && RegEnumValueW(key, i, buffer, &chars, nullptr, nullptr, nullptr,
+                                              nullptr) == ERROR_SUCCESS;
+         ++i, chars = 256)
+        found = std::u16string(reinterpret_cast<const char16_t*>(buffer), chars) == name;
+    RegCloseKey(key);
+    return found;
+}
+
+// The hidden value is written with its counted name beside a plain one, and goes afterwards.
+class HiddenValuePage : public HostedPage {
+  protected:
+    HiddenValuePage() : HostedPage({{kPlain, L"C:\\plain.exe"}}) {}
+    static platform::Status WithRunKey(bool remove) {
+        platform::Registry& registry = platform::win32::RegistryBackend();
+        platform::RegKey key = nullptr;
+        platform::Status status =
+            registry.OpenKey(platform::kHkeyCurrentUser, reinterpret_cast<const char16_t*>(kRunKey),
+                             platform::kKeySetValue, &key);
+        if (status != platform::kErrorSuccess) return status;
+        static const char16_t kData[] = u"C:\\hidden.exe";
+        status = remove ? registry.DeleteCountedValue(key, kHidden)
+                        : registry.SetCountedValue(key, kHidden, REG_SZ, kData, sizeof(kData));
+        registry.CloseKey(key);
+        return status;
+    }
+    void SetUp() override {
+        ASSERT_EQ(WithRunKey(false), platform::kErrorSuccess);
+        ASSERT_NO_FATAL_FAILURE(HostedPage::SetUp());
+        ASSERT_NO_FATAL_FAILURE(ShowAndWait());
+        category_ = Find(tree_, kUserRun);
+        ASSERT_NE(category_, nullptr);
+    }
+    void TearDown() override {
+        HostedPage::TearDown();
+        WithRunKey(true);
+    }
+    // The labels of the category's entries that start with kPlain.
+    std::vector<std::wstring> Shown() {
+        std::vector<std::wstring> labels;
+        for (HTREEITEM item = TreeView_GetChild(tree_, category_); item;
+             item = TreeView_GetNextSibling(tree_, item))
+            labels.push_back(Label(tree_, item));
+        std::erase_if(labels,
+                      [](const std::wstring& label) { return label.rfind(kPlain, 0) != 0; });
+        std::sort(labels.begin(), labels.end());
+        return labels;
+    }
+    HTREEITEM category_ = nullptr;
+};
+
+TEST_F(HiddenValuePage, ValueHiddenBehindANulShowsApartAndIsRemovedAlone) {
+    const std::wstring plain = kPlain, visible = plain + L"\\0x";
+    ASSERT_EQ(Shown(), (std::vector<std::wstring>{plain, visible}));
+    Select(Find(tree_, visible, category_));
+    {
+        ConfirmationClicker clicker(IDOK, false);
+        PostMessageW(Button(2), BM_CLICK, 0, 0);
+        ASSERT_TRUE(PumpUntil([&] { return !HasCountedValue(kHidden); }));
+        EXPECT_TRUE(clicker.Clicked());
+    }
+    Pump(std::chrono::milliseconds(100));
+    EXPECT_TRUE(ValueExists(kRunKey, kPlain));
+    EXPECT_EQ(Shown(), std::vector<std::wstring>(1, plain));
 }
 
 }  // namespace
