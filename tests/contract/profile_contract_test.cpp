@@ -15,6 +15,7 @@ TEST_P(ProfileContract, SectionLinesComeNulSeparatedWithTheirCount) {
               "\r\nSCRNSAVE.EXE=s.scr"
               "\r\n\r\n[next]\r\nx=1");
     const std::u16string file = InFolder(u"t.ini");
+    const std::u16string absent = InFolder(u"absent.ini");
     const struct {
         const char16_t* file;
         const char16_t* section;
@@ -28,7 +29,7 @@ TEST_P(ProfileContract, SectionLinesComeNulSeparatedWithTheirCount) {
         // Lines that don't fit are cut and closed by two NULs, counted as chars - 2.
         {file.c_str(), u"boot", 8, 6, std::u16string(u"Shell=\0\0", 8)},
         {file.c_str(), u"missing", 100, 0, std::u16string(u"\0\0", 2)},
-        {InFolder(u"absent.ini").c_str(), u"boot", 100, 0, std::u16string(u"\0\0", 2)},
+        {absent.c_str(), u"boot", 100, 0, std::u16string(u"\0\0", 2)},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(Narrow(c.section));
