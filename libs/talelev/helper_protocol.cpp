@@ -1,6 +1,7 @@
 #include "libs/talelev/helper_protocol.h"
 
 #include <cstring>
+#include <limits>
 
 namespace talelev {
 namespace {
@@ -188,6 +189,15 @@ std::int32_t DecodeRequest(std::string_view bytes, HelperRequest* out) {
             r.hasData = in.U32() != 0;
             const std::string_view data = in.Blob();
             r.data.assign(data.begin(), data.end());
+            // The helper reads sizeInBytes bytes of the data: a size the helper accepts must be
+            // exactly what came, and no bytes may come without data or with a size it refuses.
+            const bool sizeAccepted =
+                r.sizeInBytes >= 0 && r.sizeInBytes <= std::numeric_limits<std::uint32_t>::max();
+            const bool sizeMatches =
+                r.hasData && sizeAccepted
+                    ? r.data.size() == static_cast<std::uint64_t>(r.sizeInBytes)
+                    : r.data.empty();
+            if (!sizeMatches) return kHelperMalformed;
             break;
         }
         case HelperOp::kRegOpenTest:

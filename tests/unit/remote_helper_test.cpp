@@ -122,7 +122,8 @@ TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
              std::uint32_t id = 77;
              const std::int32_t s = h.Proc_Create(&info, &id);
              info.cbSize = 0;
-             return Describe(s, {}, {}, id) + Describe(h.Proc_Create(&info, &id)) + Describe(h.File_Delete(u"C:\\x\\a.txt")) +
+             return Describe(s, {}, {}, id) + Describe(h.Proc_Create(&info, &id)) +
+                    Describe(h.File_Delete(u"C:\\x\\a.txt")) +
                     Describe(h.File_Delete(u"C:\\x\\a.txt"));
          }},
     };
@@ -158,6 +159,13 @@ TEST(RemoteHelper, MalformedRequestsGetAnErrorAndRunNothing) {
     unknown[0] = 99;
     std::string oddText = good;
     oddText[8] = 3;
+    // A write whose size claims more than the bytes that came.
+    request.op = HelperOp::kRegSetValue;
+    request.sizeInBytes = 4;
+    request.hasData = true;
+    request.data = {'a', 'b', 'c', 'd'};
+    std::string shortData = EncodeRequest(request);
+    shortData[shortData.size() - 20] = 100;  // the size's low byte
     const struct {
         const char* name;
         std::string bytes;
@@ -171,6 +179,7 @@ TEST(RemoteHelper, MalformedRequestsGetAnErrorAndRunNothing) {
         {"odd text", oddText.substr(0, 12) + "abc", kHelperMalformed},
         {"bad root", badRoot, kHelperMalformed},
         {"unknown", unknown, kHelperUnknownOp},
+        {"size past the data", shortData, kHelperMalformed},
         {"oversized", good + std::string(kMaxHelperMessageBytes, 'x'), kHelperTooLarge},
     };
     IElevatedHelper* helper = nullptr;
