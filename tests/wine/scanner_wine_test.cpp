@@ -71,14 +71,14 @@ class ScannerWineTest : public ::testing::Test {
     std::wstring before_, after_, changes_, valueName_;
 };
 
-TEST_F(ScannerWineTest, LiveScanListsTheRunValueAndTheServices) {
+TEST_F(ScannerWineTest, LiveScanListsTheRunValueTheServicesAndTheProcesses) {
     WriteRunValue();
     const int status = RunScanner(
-        L"--category IDS_VISTREL_RUNITEMS --category "
-        L"IDS_VISTREL_SERVICES --output \"" +
+        L"--category IDS_VISTREL_RUNITEMS --category IDS_VISTREL_SERVICES --category "
+        L"IDS_VISTREL_PROCESSES --output \"" +
         after_ + L"\"");
     ASSERT_TRUE(status == 0 || status == 1) << status;
-    bool runValue = false, services = false;
+    bool runValue = false, services = false, processes = false;
     for (const scanner::ScanRecord& record : ReadScan(after_)) {
         if (record.entry == ValueName() && record.place.value == ValueName() &&
             record.place.root == "HKEY_CURRENT_USER" && record.categoryKeys.size() == 2 &&
@@ -87,9 +87,14 @@ TEST_F(ScannerWineTest, LiveScanListsTheRunValueAndTheServices) {
         if (record.status.empty() && record.categoryKeys.front() == "IDS_VISTREL_SERVICES" &&
             record.place.key.find("Services\\") != std::string::npos)
             services = true;
+        // The scanner's own process, among others, has kernel32.dll loaded.
+        if (record.status.empty() && record.categoryKeys.front() == "IDS_VISTREL_PROCESSES" &&
+            _stricmp(record.entry.c_str(), "kernel32.dll") == 0)
+            processes = true;
     }
     EXPECT_TRUE(runValue);
     EXPECT_TRUE(services);
+    EXPECT_TRUE(processes);
 }
 
 TEST_F(ScannerWineTest, DiffShowsTheValueAddedBetweenTwoScans) {
