@@ -15,7 +15,9 @@ if(VISTREL_OFFLINE_TEST_SOURCES)
         ${PROJECT_SOURCE_DIR}/tests/support/pe_image_builder.cpp
         ${PROJECT_SOURCE_DIR}/tests/support/version_block_builder.cpp)
     vistrel_target(vistrel_offline_tests)
-    target_link_libraries(vistrel_offline_tests PRIVATE vistrel_offline vistrel_memory gmock gtest)
+    target_link_libraries(vistrel_offline_tests PRIVATE vistrel_offline vistrel_scanner vistrel_memory
+        gmock gtest)
+    target_compile_definitions(vistrel_offline_tests PRIVATE VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
     add_test(NAME offline_machine COMMAND vistrel_offline_tests)
     set_tests_properties(offline_machine PROPERTIES TIMEOUT 180)
 endif()

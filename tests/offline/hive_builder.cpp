@@ -199,6 +199,14 @@ void LoadReg(platform::memory::MemoryMachine& machine, const std::string& regTex
         if (data.size() >= 1 && data[0] == '"') {
             std::size_t at = 0;
             machine.SetString(root, path, Widen(name), Widen(Quoted(data, &at)));
+        } else if (data.rfind("str(", 0) == 0) {
+            // A string of any type, stored as the merge tool stores it: UTF-16 with a terminator.
+            std::size_t at = data.find(':') + 1;
+            const std::u16string text = Widen(Quoted(data, &at)) + u'\0';
+            machine.SetRaw(
+                root, path, Widen(name),
+                static_cast<std::uint32_t>(std::stoul(data.substr(4), nullptr, 16)),
+                std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2));
         } else if (data.rfind("dword:", 0) == 0) {
             machine.SetDword(root, path, Widen(name),
                              static_cast<std::uint32_t>(std::stoul(data.substr(6), nullptr, 16)));

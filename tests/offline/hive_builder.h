@@ -17,7 +17,8 @@ bool MergeReg(const std::string& hivePath, const std::string& regText, const std
               std::string* error);
 
 // Loads the same .reg text into a memory machine, keys taken as they are spelt (full root
-// names). Understands what the fixtures use: strings, dword:, hex:, hex(N): and deletions "-".
+// names). Understands what the fixtures use: strings, str(N):, dword:, hex:, hex(N): and deletions
+// "-".
 void LoadReg(platform::memory::MemoryMachine& machine, const std::string& regText);
 
 std::string ReadText(const std::string& path);

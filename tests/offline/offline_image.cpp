@@ -13,6 +13,8 @@
 namespace offline_test {
 namespace {
 
+constexpr char kSystemIni[] = "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n";
+
 std::string Escaped(const std::string& text) {
     std::string out;
     for (char c : text) {
@@ -185,8 +187,7 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
     fs::create_directories(root + "/Program Files/App");
     if (!WriteText(root + "/Program Files/App/app.exe", AppImage()) ||
         !WriteText(root + "/Windows/System32/drivers/beep.sys", "MZ") ||
-        !WriteText(root + "/Windows/system.ini",
-                   "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n"))
+        !WriteText(root + "/Windows/system.ini", kSystemIni))
         return false;
     return WriteHive(config + "/SYSTEM", contents.system, "HKEY_LOCAL_MACHINE\\SYSTEM") &&
            WriteHive(config + "/SOFTWARE", contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE") &&
@@ -203,6 +204,7 @@ void LoadImage(platform::memory::MemoryMachine& machine, const ImageContents& co
     machine.AddFile(u"C:\\Program Files\\App\\app.exe", AppImage());
     machine.SetVersionBlock(u"C:\\Program Files\\App\\app.exe", AppVersionBlock());
     machine.AddFile(u"C:\\Windows\\System32\\drivers\\beep.sys", "MZ");
+    machine.AddFile(u"C:\\Windows\\system.ini", kSystemIni);
     machine.AddFolder(u"C:\\Users\\alice");
     machine.SetSpecialFolder(kCsidlWindows, u"C:\\Windows");
     machine.SetSpecialFolder(kCsidlSystem, u"C:\\Windows\\System32");
