@@ -17,7 +17,10 @@ if(VISTREL_OFFLINE_TEST_SOURCES)
     vistrel_target(vistrel_offline_tests)
     target_link_libraries(vistrel_offline_tests PRIVATE vistrel_offline vistrel_scanner vistrel_memory
         gmock gtest)
-    target_compile_definitions(vistrel_offline_tests PRIVATE VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    # The recorded scans run the native vistrel-scan (defined after this file) on their images.
+    target_compile_definitions(vistrel_offline_tests PRIVATE VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+        VISTREL_SCAN_PROGRAM="$<TARGET_FILE:vistrel-scan>")
+    add_dependencies(vistrel_offline_tests vistrel-scan)
     add_test(NAME offline_machine COMMAND vistrel_offline_tests)
     set_tests_properties(offline_machine PROPERTIES TIMEOUT 180)
 endif()
