@@ -21,6 +21,22 @@ if(VISTREL_OFFLINE_TEST_SOURCES)
     target_compile_definitions(vistrel_offline_tests PRIVATE VISTREL_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
         VISTREL_SCAN_PROGRAM="$<TARGET_FILE:vistrel-scan>")
     add_dependencies(vistrel_offline_tests vistrel-scan)
+    # A real DLL with a version resource, made by the cross tool chain's compiler, resource
+    # compiler and linker, goes into every recorded image as C:\Windows\System32\version_probe.dll.
+    find_program(VISTREL_MINGW_CC x86_64-w64-mingw32-gcc-posix REQUIRED)
+    find_program(VISTREL_MINGW_WINDRES x86_64-w64-mingw32-windres REQUIRED)
+    set(probe_dir ${PROJECT_SOURCE_DIR}/tests/support/version_probe)
+    set(probe_dll ${CMAKE_BINARY_DIR}/probe/version_probe.dll)
+    add_custom_command(OUTPUT ${probe_dll}
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/probe
+        COMMAND ${VISTREL_MINGW_WINDRES} ${probe_dir}/version_probe.rc -O coff
+                -o ${CMAKE_BINARY_DIR}/probe/version_probe.res.o
+        COMMAND ${VISTREL_MINGW_CC} -shared -o ${probe_dll} ${probe_dir}/version_probe.c
+                ${CMAKE_BINARY_DIR}/probe/version_probe.res.o
+        DEPENDS ${probe_dir}/version_probe.rc ${probe_dir}/version_probe.c VERBATIM)
+    add_custom_target(vistrel_offline_probe DEPENDS ${probe_dll})
+    add_dependencies(vistrel_offline_tests vistrel_offline_probe)
+    target_compile_definitions(vistrel_offline_tests PRIVATE VISTREL_PROBE_DLL="${probe_dll}")
     add_test(NAME offline_machine COMMAND vistrel_offline_tests)
     set_tests_properties(offline_machine PROPERTIES TIMEOUT 180)
 endif()

@@ -1,11 +1,12 @@
 // Whole scans against recorded answers. Each folder of tests/golden is one machine: image.reg
 // (keys under HKEY_LOCAL_MACHINE\SYSTEM, HKEY_LOCAL_MACHINE\SOFTWARE, HKEY_CURRENT_USER and
-// HKEY_CLASSES_ROOT, with CurrentControlSet spelt as such), a drive/ folder of files for C:\,
-// optionally categories (one catalogue key a line: scan only those), and expected.jsonl, the
-// records vistrel-scan writes. The machine is loaded into the memory machine and written as hive
-// files and a folder that vistrel-scan --offline reads; both must give exactly the recorded lines.
-// VISTREL_GOLDEN_UPDATE=1 rewrites expected.jsonl from the scan (review the change before
-// committing it).
+// HKEY_CLASSES_ROOT, with CurrentControlSet spelt as such), a drive/ folder of files for
+// C:\ (beside app.exe, beep.sys and system.ini of every image, and the cross tool chain's
+// version_probe.dll), optionally categories (one catalogue key a line: scan only those), and
+// expected.jsonl, the records vistrel-scan writes. The machine is loaded into the memory machine
+// and written as hive files and a folder that vistrel-scan --offline reads; both must give exactly
+// the recorded lines. VISTREL_GOLDEN_UPDATE=1 rewrites expected.jsonl from the scan (review the
+// change before committing it).
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -22,6 +23,7 @@
 #include "libs/talutils/tdfile.h"
 #include "libs/talutils/text_utils.h"
 #include "platform/memory/memory_machine.h"
+#include "platform/pe_version_resource.h"
 #include "scanner/record_format.h"
 #include "scanner/scan.h"
 #include "scanner/scan_command.h"
@@ -85,6 +87,8 @@ Fixture ReadFixture(const fs::path& folder) {
             if (entry.is_regular_file())
                 fixture.files.emplace_back(fs::relative(entry.path(), folder / "drive").string(),
                                            ReadText(entry.path().string()));
+    // The linker's own DLL, whose version block only the PE reader can find.
+    fixture.files.emplace_back("Windows/System32/version_probe.dll", ReadText(VISTREL_PROBE_DLL));
     std::istringstream categories(ReadText((folder / "categories").string()));
     for (std::string key; categories >> key;) fixture.categories.push_back(key);
     fixture.expected = folder / "expected.jsonl";
@@ -108,8 +112,14 @@ std::string FromMemoryMachine(const Fixture& fixture) {
     ImageContents contents = fixture.contents;
     contents.system = Replace(contents.system, "\\ControlSet001\\", "\\CurrentControlSet\\");
     LoadImage(machine, contents);
-    for (const auto& [path, bytes] : fixture.files)
-        machine.AddFile(u"C:\\" + talutils::FromUtf8(Replace(path, "/", "\\")), bytes);
+    // The memory machine has no loader: a file's version block is what the PE reader finds,
+    // and the recorded lines say whether that is right.
+    for (const auto& [path, bytes] : fixture.files) {
+        const std::u16string file = u"C:\\" + talutils::FromUtf8(Replace(path, "/", "\\"));
+        machine.AddFile(file, bytes);
+        if (const std::string_view block = platform::FindVersionResource(bytes); !block.empty())
+            machine.SetVersionBlock(file, std::string(block));
+    }
     return Scan(machine, fixture.categories);
 }
 
