@@ -1,4 +1,5 @@
-// The details lines of a stored text: resolution, links, the version block and its absence.
+// The details lines of a stored text: doubt, links, odd version blocks and the absence of one.
+// A quoted path with arguments and its version block is among the recorded scans.
 #include "tools/file_details.h"
 
 #include <gtest/gtest.h>
@@ -67,21 +68,6 @@ class FileDetails : public ToolsTest {
 
     std::vector<Line> lines_;
 };
-
-TEST_F(FileDetails, RunValueWithQuotesShowsFileAndVersion) {
-    VersionBlockContents block;
-    block.fileVersion = {1, 2, 30, 400};
-    block.productVersion = {5, 0, 0, 65535};
-    block.translations = {{0x0409, 0x04B0}};
-    block.tables = {
-        {0x0409, 0x04B0, {{u"CompanyName", u"Maker Ltd"}, {u"FileDescription", u"Y tool"}}}};
-    AddFile(u"C:\\Program Files\\x\\y.exe", block);
-
-    EXPECT_EQ(Details(u"\"C:\\Program Files\\x\\y.exe\" /min"), 6);
-    EXPECT_EQ(lines_, Versioned(u"\"C:\\Program Files\\x\\y.exe\" /min", u"y.exe",
-                                u"C:\\Program Files\\x\\y.exe",
-                                {u"1.2.30.400", u"5.0.0.65535", u"Maker Ltd", u"Y tool"}));
-}
 
 TEST_F(FileDetails, WithoutVersionBlockTheNoInfoLineEndsTheDetails) {
     const char16_t* svchost = u"C:\\WINDOWS\\system32\\svchost.exe";
