@@ -215,7 +215,7 @@ TEST_F(RunItemsTest, GoToOpensTheEditorAtTheKeyAndNeverAsksForAnUpdate) {
 }
 
 // The machine's keys write through the raised helper, the user's own keys don't.
-TEST(RunItemLeaves, OnlyTheMachineKeysNeedElevation) {
+TEST(RunItemLeaves, OnlyTheMachineKeysNeedElevationAndEachHasItsOwnDescription) {
     std::vector<CVistrelPlugin*> leaves;
     AppendRunItemLeaves(leaves);
     ASSERT_EQ(leaves.size(), 8u);
@@ -223,6 +223,7 @@ TEST(RunItemLeaves, OnlyTheMachineKeysNeedElevation) {
         auto* leaf = dynamic_cast<CVistrelRunItemsBase*>(leaves[i]);
         ASSERT_NE(leaf, nullptr);
         EXPECT_EQ(leaf->NeedsElevation, leaf->root == kHkeyLocalMachine);
+        EXPECT_EQ(leaf->GetDescriptionId(), leaf->GetNameId() + 1);  // the scan shows names only
         EXPECT_EQ(leaf->GetActionCount(), 3);
         EXPECT_EQ(leaf->GetDefaultAction(), 1);
         delete leaf;
