@@ -29,18 +29,6 @@ class LogonCollectorTest : public ToolsTest {
         list_ = Handle(machine_.AddWindow(u"SysListView32", u"", 900, editor));
     }
 
-    // The object line of an entry's details: the text the pane describes.
-    static std::u16string Object(CVistrelPlugin& source, std::int32_t index) {
-        std::u16string object = u"<none>";
-        source.GetItemDetails(
-            index,
-            [](std::int32_t, std::int32_t label, const char16_t* value, std::int32_t, void* out) {
-                if (label == 22212) *static_cast<std::u16string*>(out) = value;
-                return true;
-            },
-            &object);
-        return object;
-    }
     // Go to (action -1 or 1), which must leave the flags alone and give false: the key typed
     // into the editor's tree, "|", and the value typed into its list (none: the key is opened).
     std::string GoTo(CVistrelPlugin& source, std::int32_t index, std::int32_t action = 1) {

@@ -60,10 +60,5 @@ inline std::vector<Line> Details(CVistrelPlugin& source, std::int32_t index) {
 inline std::string Bytes(std::u16string_view text) {
     return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
 }
-inline std::string Dword(std::uint32_t value) {
-    const char bytes[4] = {static_cast<char>(value), static_cast<char>(value >> 8),
-                           static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
-    return std::string(bytes, 4);
-}
 
 }  // namespace collectortest

@@ -1,5 +1,6 @@
-// Run items on the memory machine: what a read lists, what the tree gets, and that Go to and
-// Remove reach exactly the entry the user chose.
+// Run items on the memory machine: denied keys, callback stops, refresh, and that Go to and
+// Remove reach exactly the entry the user chose. What a read lists and shows is recorded in
+// tests/golden/run_keys.
 #include "collectors/autostart/run_items.h"
 
 #include <gtest/gtest.h>
@@ -10,8 +11,8 @@
 #include <vector>
 
 #include "frame/module_objects.h"
-#include "libs/talutils/text_utils.h"
 #include "platform/memory/memory_machine.h"
+#include "tests/unit/collector_test_support.h"
 #include "tools/elevation_support.h"
 #include "tools/file_details.h"
 
@@ -38,21 +39,6 @@ bool Collect(std::int32_t index, const char16_t* name, CVistrelPlugin* child, CV
     return index != d->stopAt;
 }
 
-struct Line {
-    std::int32_t labelId;
-    std::u16string value;
-};
-
-bool CollectLine(std::int32_t, std::int32_t labelId, const char16_t* value, std::int32_t,
-                 void* context) {
-    static_cast<std::vector<Line>*>(context)->push_back({labelId, value ? value : u"<null>"});
-    return true;
-}
-
-std::string Bytes(std::u16string_view text) {
-    return std::string(reinterpret_cast<const char*>(text.data()), text.size() * 2);
-}
-
 class RunItemsTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -70,108 +56,37 @@ class RunItemsTest : public ::testing::Test {
         *result = source.EnumerateItems(Collect, refresh, &d);
         return d;
     }
+    bool Logged(const std::string& line) const {
+        const auto messages = machine.TraceMessages();
+        return std::find(messages.begin(), messages.end(), line) != messages.end();
+    }
 
     MemoryMachine machine;
     ScopedMachine scoped{machine};
     CVistrelRunItemCurrentUserRun run;
 };
 
-TEST_F(RunItemsTest, ListsStringValuesInRegistryOrderAndSkipsOtherTypes) {
-    machine.SetString(kHkeyCurrentUser, kRun, u"Updater", u"\"C:\\Program Files\\u.exe\" /bg");
-    machine.SetDword(kHkeyCurrentUser, kRun, u"Flags", 7);
-    machine.SetString(kHkeyCurrentUser, kRun, u"Tray", u"%ProgramFiles%\\t.exe",
-                      platform::kRegExpandSz);
-    machine.SetRaw(kHkeyCurrentUser, kRun, u"List", platform::kRegMultiSz, Bytes(u"a\0b\0\0"));
-
-    std::int32_t result = 0;
-    Delivered d = Enumerate(run, true, &result);
-    EXPECT_EQ(result, 2);
-    ASSERT_EQ(d.entries.size(), 2u);
-    EXPECT_EQ(d.entries[0], std::make_pair(0, std::u16string(u"Updater")));
-    EXPECT_EQ(d.entries[1], std::make_pair(1, std::u16string(u"Tray")));
-    ASSERT_EQ(run.items.size(), 2u);
-    // Stored as written: quotes, arguments and variables stay.
-    EXPECT_EQ(run.items[0].data, u"\"C:\\Program Files\\u.exe\" /bg");
-    EXPECT_EQ(run.items[1].data, u"%ProgramFiles%\\t.exe");
-    EXPECT_EQ(run.GetActionMask(-1), 3u);
-    EXPECT_EQ(run.GetActionMask(1), 7u);
-    EXPECT_EQ(run.GetActionMask(2), 3u);
-}
-
-TEST_F(RunItemsTest, UntrustedStringDataIsCutAtNulOrLastWholeCharacter) {
-    // No terminator and an odd byte count; then text with an embedded NUL.
-    machine.SetRaw(kHkeyCurrentUser, kRun, u"Odd", platform::kRegSz, Bytes(u"ab") + "c");
-    machine.SetRaw(kHkeyCurrentUser, kRun, u"Nul", platform::kRegSz, Bytes(u"x.exe\0junk"));
-    machine.SetRaw(kHkeyCurrentUser, kRun, u"Empty", platform::kRegSz, "");
-    std::int32_t result = 0;
-    Enumerate(run, true, &result);
-    ASSERT_EQ(result, 3);
-    EXPECT_EQ(run.items[0].data, u"ab");
-    EXPECT_EQ(run.items[1].data, u"x.exe");
-    EXPECT_EQ(run.items[2].data, u"");
-}
-
-TEST_F(RunItemsTest, DefaultValueIsListedWithEmptyNameAndCanBeRemoved) {
-    machine.SetString(kHkeyCurrentUser, kRun, u"", u"C:\\d.exe");
-    machine.SetString(kHkeyCurrentUser, kRun, u"Other", u"C:\\o.exe");
-    std::int32_t result = 0;
-    Delivered d = Enumerate(run, true, &result);
-    ASSERT_EQ(result, 2);
-    EXPECT_EQ(d.entries[0].second, u"");
-    EXPECT_TRUE(run.EmptyNameIsDefault());
-
-    resultFlags flags;
-    EXPECT_TRUE(run.DoAction(2, 0, &flags));
-    EXPECT_EQ(flags.deleteItem, 1);
-    EXPECT_EQ(flags.localUpdate, 1);
-    EXPECT_EQ(flags.succeeded, 1);
-    EXPECT_FALSE(machine.HasValue(kHkeyCurrentUser, kRun, u""));
-    EXPECT_TRUE(machine.HasValue(kHkeyCurrentUser, kRun, u"Other"));
-    const auto messages = machine.TraceMessages();
-    EXPECT_NE(
-        std::find(messages.begin(), messages.end(), "[vistrel] [debug] action on empty value at 0"),
-        messages.end());
-}
-
-TEST_F(RunItemsTest, OversizeValueEndsTheWalkWithoutFailing) {
-    machine.SetString(kHkeyCurrentUser, kRun, u"Before", u"C:\\b.exe");
-    // 2048 characters and a terminator: 4098 bytes, more than a read takes.
-    machine.SetString(kHkeyCurrentUser, kRun, u"Huge", std::u16string(2048, u'x'));
-    machine.SetString(kHkeyCurrentUser, kRun, u"After", u"C:\\a.exe");
-    std::int32_t result = 0;
-    Delivered d = Enumerate(run, true, &result);
-    EXPECT_EQ(result, 1);
-    ASSERT_EQ(d.entries.size(), 1u);
-    EXPECT_EQ(d.entries[0].second, u"Before");
-    EXPECT_FALSE(run.failed);
-
-    // 2047 characters and a terminator are exactly 4096 bytes: still readable.
-    machine.SetString(kHkeyCurrentUser, kRun, u"Huge", std::u16string(2047, u'y'));
-    Enumerate(run, true, &result);
-    EXPECT_EQ(result, 3);
-    EXPECT_EQ(run.items[1].data.size(), 2047u);
-}
-
-TEST_F(RunItemsTest, MissingOrDeniedKeyGivesMinusOneAndOnlyRefresh) {
+TEST_F(RunItemsTest, ActionsFollowTheLastReadAndADeniedKeyGivesMinusOne) {
     CVistrelRunItemLocalMachineRunOnce missing;  // nothing under HKLM on this machine
-    std::int32_t result = 0;
-    Delivered d = Enumerate(missing, true, &result);
-    EXPECT_EQ(result, kEnumNotFound);
-    EXPECT_TRUE(d.entries.empty());
+    EXPECT_EQ(missing.EnumerateItems(nullptr, true, nullptr), kEnumNotFound);
     EXPECT_TRUE(missing.failed);
     EXPECT_EQ(missing.GetActionMask(-1), 1u);
     EXPECT_EQ(missing.GetActionMask(0), 1u);
 
     machine.SetString(kHkeyCurrentUser, kRun, u"A", u"a.exe");
-    Enumerate(run, true, &result);
-    ASSERT_EQ(result, 1);
+    ASSERT_EQ(run.EnumerateItems(nullptr, true, nullptr), 1);
+    EXPECT_EQ(run.GetActionMask(-1), 3u);
+    EXPECT_EQ(run.GetActionMask(0), 7u);
+    EXPECT_EQ(run.GetActionMask(1), 3u);
     machine.DenyOpen(kHkeyCurrentUser, kRun);
-    Enumerate(run, true, &result);
+    std::int32_t result = 0;
+    EXPECT_TRUE(Enumerate(run, true, &result).entries.empty());
     EXPECT_EQ(result, kEnumNotFound);
     EXPECT_TRUE(run.items.empty());
 
     // A later read that works clears the failure.
     CVistrelRunItemLocalMachineRun lmRun;
+    EXPECT_EQ(lmRun.EnumerateItems(nullptr, true, nullptr), kEnumNotFound);
     machine.SetString(kHkeyLocalMachine, kRun, u"B", u"b.exe");
     EXPECT_EQ(lmRun.EnumerateItems(nullptr, true, nullptr), 1);
     EXPECT_FALSE(lmRun.failed);
@@ -211,29 +126,33 @@ TEST_F(RunItemsTest, WithoutRefreshTheStoredListIsDeliveredWithoutOpeningTheKey)
 }
 
 TEST_F(RunItemsTest, RemoveKeepsIndexesSoOtherEntriesStillReachTheirValues) {
-    // The second value hides behind a NUL: shown apart from "A" and removed alone.
+    // The second value hides behind a NUL: shown apart from "A" and removed alone; the default
+    // value is removed as itself, not as the key.
     machine.SetString(kHkeyCurrentUser, kRun, u"A", u"C:\\a.exe");
     machine.SetString(kHkeyCurrentUser, kRun, std::u16string(u"A\0x", 3), u"C:\\b.exe -x");
+    machine.SetString(kHkeyCurrentUser, kRun, u"", u"C:\\d.exe");
     machine.SetString(kHkeyCurrentUser, kRun, u"C", u"C:\\c.exe");
     std::int32_t count = 0;
     EXPECT_EQ(Enumerate(run, true, &count).entries[1].second, u"A\\0x");
-    ASSERT_EQ(count, 3);
+    ASSERT_EQ(count, 4);
+    EXPECT_TRUE(run.EmptyNameIsDefault());
 
     resultFlags flags;
     ASSERT_TRUE(run.DoAction(2, 1, &flags));
     EXPECT_EQ(machine.ValueNames(kHkeyCurrentUser, kRun),
-              (std::vector<std::u16string>{u"A", u"C"}));
-    ASSERT_EQ(run.items.size(), 3u);  // the record stays until the next read
-
-    std::vector<Line> lines;
-    run.GetItemDetails(2, CollectLine, &lines);
+              (std::vector<std::u16string>{u"A", u"", u"C"}));
+    ASSERT_EQ(run.items.size(), 4u);  // the record stays until the next read
+    const auto lines = collectortest::Details(run, 3);
     ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines[0].labelId, kDetailsTextObject);
-    EXPECT_EQ(lines[0].value, u"C:\\c.exe");
+    EXPECT_EQ(lines[0], (collectortest::Line{kDetailsTextObject, u"C:\\c.exe"}));
 
-    resultFlags second;
-    ASSERT_TRUE(run.DoAction(2, 2, &second));
+    for (std::int32_t index : {2, 3}) {
+        resultFlags removed;
+        ASSERT_TRUE(run.DoAction(2, index, &removed));
+        EXPECT_EQ(removed.deleteItem + removed.localUpdate + removed.succeeded, 3);
+    }
     EXPECT_EQ(machine.ValueNames(kHkeyCurrentUser, kRun), (std::vector<std::u16string>{u"A"}));
+    EXPECT_TRUE(Logged("[vistrel] [debug] action on empty value at 2"));
 }
 
 TEST_F(RunItemsTest, FailedRemovalChangesNothingAndSaysSo) {
@@ -260,7 +179,7 @@ TEST_F(RunItemsTest, FailedRemovalChangesNothingAndSaysSo) {
     EXPECT_TRUE(machine.HasValue(kHkeyCurrentUser, kRunOnce, u"B"));
 }
 
-TEST_F(RunItemsTest, RemoveOfABadIndexOrUnknownActionLeavesFlagsAlone) {
+TEST_F(RunItemsTest, ABadIndexOrUnknownActionLeavesFlagsAloneAndHasNoDetails) {
     machine.SetString(kHkeyCurrentUser, kRun, u"A", u"C:\\a.exe");
     ASSERT_EQ(run.EnumerateItems(nullptr, true, nullptr), 1);
     resultFlags flags;
@@ -270,9 +189,11 @@ TEST_F(RunItemsTest, RemoveOfABadIndexOrUnknownActionLeavesFlagsAlone) {
     EXPECT_EQ(flags.succeeded, 1);
     EXPECT_EQ(flags.deleteItem, 0);
     EXPECT_TRUE(machine.HasValue(kHkeyCurrentUser, kRun, u"A"));
-    const auto messages = machine.TraceMessages();
-    EXPECT_NE(std::find(messages.begin(), messages.end(), "[vistrel] [debug] wrong index: 5"),
-              messages.end());
+    EXPECT_TRUE(Logged("[vistrel] [debug] wrong index: 5"));
+    for (std::int32_t index : {-1, 1}) {
+        EXPECT_EQ(run.GetItemDetails(index, nullptr, nullptr), 0);
+        EXPECT_TRUE(collectortest::Details(run, index).empty());
+    }
 }
 
 TEST_F(RunItemsTest, GoToOpensTheEditorAtTheKeyAndNeverAsksForAnUpdate) {
@@ -293,43 +214,17 @@ TEST_F(RunItemsTest, GoToOpensTheEditorAtTheKeyAndNeverAsksForAnUpdate) {
     EXPECT_TRUE(run.failed);
 }
 
-TEST_F(RunItemsTest, DetailsDescribeTheFileBehindTheValue) {
-    machine.AddFile(u"C:\\Program Files\\x\\y.exe", "MZ");
-    machine.SetString(kHkeyCurrentUser, kRun, u"Y", u"\"C:\\Program Files\\x\\y.exe\" /min");
-    ASSERT_EQ(run.EnumerateItems(nullptr, true, nullptr), 1);
-    std::vector<Line> lines;
-    EXPECT_EQ(run.GetItemDetails(0, CollectLine, &lines), 0);  // no version block
-    ASSERT_EQ(lines.size(), 4u);
-    EXPECT_EQ(lines[0].value, u"\"C:\\Program Files\\x\\y.exe\" /min");
-    EXPECT_EQ(lines[1].labelId, kDetailsTextFile);
-    EXPECT_EQ(lines[1].value, u"y.exe");
-    EXPECT_EQ(lines[2].labelId, kDetailsTextPath);
-    EXPECT_EQ(lines[2].value, u"C:\\Program Files\\x\\y.exe");
-    EXPECT_EQ(lines[3].labelId, kDetailsTextNoFileInfo);
-
-    lines.clear();
-    EXPECT_EQ(run.GetItemDetails(-1, CollectLine, &lines), 0);
-    EXPECT_EQ(run.GetItemDetails(1, CollectLine, &lines), 0);
-    EXPECT_TRUE(lines.empty());
-}
-
-TEST(RunItemLeaves, EightKeysInOrderWithTheirRootsAndElevation) {
+// The machine's keys write through the raised helper, the user's own keys don't.
+TEST(RunItemLeaves, OnlyTheMachineKeysNeedElevationAndEachHasItsOwnDescription) {
     std::vector<CVistrelPlugin*> leaves;
     AppendRunItemLeaves(leaves);
     ASSERT_EQ(leaves.size(), 8u);
-    const char16_t* const paths[] = {u"Run",     u"RunOnce",   u"RunOnceEx",   u"Run",
-                                     u"RunOnce", u"RunOnceEx", u"RunServices", u"RunServicesOnce"};
     for (std::size_t i = 0; i < leaves.size(); ++i) {
         auto* leaf = dynamic_cast<CVistrelRunItemsBase*>(leaves[i]);
         ASSERT_NE(leaf, nullptr);
-        EXPECT_EQ(leaf->GetNameId(), 22302 + 2 * static_cast<int>(i));
-        EXPECT_EQ(leaf->GetDescriptionId(), 22303 + 2 * static_cast<int>(i));
-        EXPECT_EQ(leaf->keyPath,
-                  std::u16string(u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\") + paths[i]);
-        EXPECT_EQ(leaf->root, i < 3 ? kHkeyCurrentUser : kHkeyLocalMachine);
-        EXPECT_EQ(leaf->NeedsElevation, i >= 3);
+        EXPECT_EQ(leaf->NeedsElevation, leaf->root == kHkeyLocalMachine);
+        EXPECT_EQ(leaf->GetDescriptionId(), leaf->GetNameId() + 1);  // the scan shows names only
         EXPECT_EQ(leaf->GetActionCount(), 3);
-        EXPECT_EQ(leaf->GetActionTextId(3), -1);
         EXPECT_EQ(leaf->GetDefaultAction(), 1);
         delete leaf;
     }
