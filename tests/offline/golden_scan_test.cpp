@@ -107,6 +107,10 @@ std::string FromMemoryMachine(const Fixture& fixture) {
     ImageContents contents = fixture.contents;
     contents.system = Replace(contents.system, "\\ControlSet001\\", "\\CurrentControlSet\\");
     LoadImage(machine, contents);
+    // The startup folders the offline machine derives from the shell folders of base.reg.
+    machine.SetSpecialFolder(platform::kCsidlStartup, u"C:\\Users\\alice\\Start");
+    machine.SetSpecialFolder(platform::kCsidlCommonStartup,
+                             u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\StartUp");
     for (const auto& [path, bytes] : fixture.files)
         machine.AddFile(u"C:\\" + talutils::FromUtf8(Replace(path, "/", "\\")), bytes);
     return Scan(machine, fixture.categories);
