@@ -112,6 +112,10 @@ std::string FromMemoryMachine(const Fixture& fixture) {
     ImageContents contents = fixture.contents;
     contents.system = Replace(contents.system, "\\ControlSet001\\", "\\CurrentControlSet\\");
     LoadImage(machine, contents);
+    // The startup folders the offline machine derives from the shell folders of base.reg.
+    machine.SetSpecialFolder(platform::kCsidlStartup, u"C:\\Users\\alice\\Start");
+    machine.SetSpecialFolder(platform::kCsidlCommonStartup,
+                             u"C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\StartUp");
     // The memory machine has no loader: a file's version block is what the PE reader finds,
     // and the recorded lines say whether that is right.
     for (const auto& [path, bytes] : fixture.files) {
