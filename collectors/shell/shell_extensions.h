@@ -11,9 +11,9 @@
 
 // name: the value's data up to its first NUL; file: the class's server, empty when unknown;
 // serverKey: the class's server key, whether it exists or not; entry: the value's whole name.
-// The key's default value is never an entry, so an entry without text is not shown as one.
 class CVistrelWEBase : public CVistrelRegistryListCollector<si_com_item> {
   public:
+    bool EmptyNameIsDefault() override { return true; }
     // Go to stays offered after a failed read: 7 for a valid index, else 3.
     std::uint32_t GetActionMask(std::int32_t index) override { return IsValidIndex(index) ? 7 : 3; }
 
