@@ -7,6 +7,7 @@
 
 #include "collectors/autostart/run_items.h"
 #include "collectors/autostart/services.h"
+#include "collectors/files/startup_items.h"
 #include "frame/module_objects.h"
 #include "platform/memory/memory_machine.h"
 #include "platform/offline/offline_machine.h"
@@ -24,12 +25,15 @@ struct Listing {
     std::vector<std::vector<collectortest::Line>> details;
 };
 
-Listing List(platform::Machine& machine, CVistrelPlugin& source) {
+// The source is made on the machine too: some look their folder up when they are made.
+Listing List(platform::Machine& machine,
+             const std::function<std::unique_ptr<CVistrelPlugin>()>& make) {
     platform::memory::ScopedMachine scoped(machine);
+    const std::unique_ptr<CVistrelPlugin> source = make();
     Listing listing;
-    listing.texts = collectortest::Texts(source, &listing.result);
+    listing.texts = collectortest::Texts(*source, &listing.result);
     for (std::size_t i = 0; i < listing.texts.size(); ++i)
-        listing.details.push_back(collectortest::Details(source, static_cast<std::int32_t>(i)));
+        listing.details.push_back(collectortest::Details(*source, static_cast<std::int32_t>(i)));
     return listing;
 }
 
@@ -60,13 +64,14 @@ TEST(OfflineCollectors, ListTheSameEntriesAndDetailsAsTheMemoryMachine) {
          [] { return std::make_unique<CVistrelServices_Process>(); },
          {u"Alpha Service"}},
         {"drivers", [] { return std::make_unique<CVistrelServices_Driver>(); }, {}},
+        {"user startup folder, its link resolved",
+         [] { return std::make_unique<CVistrelStartupItemsCurrentUser>(); },
+         {u"C:\\Users\\alice\\Start\\App.lnk"}},
     };
     for (const auto& s : sources) {
         SCOPED_TRACE(s.what);
-        auto fromMemory = s.make();
-        auto fromImage = s.make();
-        const Listing expected = List(memory, *fromMemory);
-        const Listing actual = List(*offline, *fromImage);
+        const Listing expected = List(memory, s.make);
+        const Listing actual = List(*offline, s.make);
         EXPECT_EQ(actual.result, expected.result);
         EXPECT_EQ(actual.texts, expected.texts);
         EXPECT_EQ(actual.details, expected.details);

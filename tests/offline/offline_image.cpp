@@ -8,6 +8,7 @@
 
 #include "tests/offline/hive_builder.h"
 #include "tests/support/pe_image_builder.h"
+#include "tests/support/shell_link_builder.h"
 #include "tests/support/version_block_builder.h"
 
 namespace offline_test {
@@ -180,13 +181,16 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
     const std::string config = root + "/Windows/System32/config";
     fs::create_directories(config);
     fs::create_directories(root + "/Windows/System32/drivers");
-    fs::create_directories(root + "/Users/alice");
+    fs::create_directories(root + "/Users/alice/Start");
     fs::create_directories(root + "/Users/Public");
     fs::create_directories(root + "/Program Files/App");
     if (!WriteText(root + "/Program Files/App/app.exe", AppImage()) ||
         !WriteText(root + "/Windows/System32/drivers/beep.sys", "MZ") ||
         !WriteText(root + "/Windows/system.ini",
-                   "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n"))
+                   "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n") ||
+        !WriteText(
+            root + "/Users/alice/Start/App.lnk",
+            testsupport::BuildShellLink({"", "C:\\Program Files\\App\\app.exe", u"", u"", u""})))
         return false;
     return WriteHive(config + "/SYSTEM", contents.system, "HKEY_LOCAL_MACHINE\\SYSTEM") &&
            WriteHive(config + "/SOFTWARE", contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE") &&
@@ -200,6 +204,8 @@ void LoadImage(platform::memory::MemoryMachine& machine, const ImageContents& co
     LoadReg(machine, Replace(contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes",
                              "HKEY_CLASSES_ROOT"));
     LoadReg(machine, contents.user);
+    machine.AddLink(u"C:\\Users\\alice\\Start\\App.lnk", u"C:\\Program Files\\App\\app.exe");
+    machine.SetSpecialFolder(kCsidlStartup, u"C:\\Users\\alice\\Start");
     machine.AddFile(u"C:\\Program Files\\App\\app.exe", AppImage());
     machine.SetVersionBlock(u"C:\\Program Files\\App\\app.exe", AppVersionBlock());
     machine.AddFile(u"C:\\Windows\\System32\\drivers\\beep.sys", "MZ");

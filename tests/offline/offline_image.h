@@ -49,8 +49,8 @@ class TempFolder {
 };
 
 // Writes the drive into root: Windows\System32\config\{SYSTEM,SOFTWARE}, Users\alice\NTUSER.DAT,
-// the program, a driver file. Fails the running test (and answers false) when a hive can't be
-// made.
+// the program, a driver file, a link to the program in alice's startup folder.
+// Fails the running test (and answers false) when a hive can't be made.
 bool WriteImage(const std::string& root, const ImageContents& contents);
 // Writes one hive from .reg text whose keys start with prefix.
 bool WriteHive(const std::string& path, const std::string& regText, const std::string& prefix);
