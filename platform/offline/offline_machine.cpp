@@ -300,11 +300,13 @@ class OfflineTrace : public TraceSink {
 class OfflineMachine : public Machine {
   public:
     OfflineMachine(std::string root, std::unique_ptr<Hive> system, std::size_t controlSet,
-                   std::unique_ptr<Hive> software, std::unique_ptr<Hive> user)
+                   std::unique_ptr<Hive> software, std::unique_ptr<Hive> user,
+                   std::unique_ptr<Hive> userClasses)
         : system_(std::move(system)),
           software_(std::move(software)),
           user_(std::move(user)),
-          registry_(*system_, controlSet, *software_, user_.get()),
+          userClasses_(std::move(userClasses)),
+          registry_(*system_, controlSet, *software_, user_.get(), userClasses_.get()),
           files_(std::move(root)),
           version_(files_) {}
 
@@ -342,7 +344,7 @@ class OfflineMachine : public Machine {
     // Every string value of a key, expanded against what is set so far.
     void SetAllFrom(RegKey root, std::u16string_view path);
 
-    std::unique_ptr<Hive> system_, software_, user_;
+    std::unique_ptr<Hive> system_, software_, user_, userClasses_;
     OfflineRegistry registry_;
     OfflineFiles files_;
     OfflineEnvironment environment_;
@@ -545,7 +547,7 @@ std::unique_ptr<Machine> OpenOfflineMachine(const OfflineOptions& options, std::
         userName = FirstProfile(users);
         if (!userName.empty()) profile = users + "/" + userName;
     }
-    std::unique_ptr<Hive> user;
+    std::unique_ptr<Hive> user, userClasses;
     if (!profile.empty()) {
         user = Hive::Open(FindEntryNoCase(profile, u"NTUSER.DAT"), error);
         if (!user) return nullptr;
@@ -553,9 +555,20 @@ std::unique_ptr<Machine> OpenOfflineMachine(const OfflineOptions& options, std::
             *error = user->path() + ": not a user hive (no Software key)";
             return nullptr;
         }
+        // The user's own classes; a profile that never had any has no such hive.
+        std::string classes = profile;
+        for (const char16_t* step :
+             {u"AppData", u"Local", u"Microsoft", u"Windows", u"UsrClass.dat"}) {
+            if (!classes.empty()) classes = FindEntryNoCase(classes, step);
+        }
+        if (!classes.empty()) {
+            userClasses = Hive::Open(classes, error);
+            if (!userClasses) return nullptr;
+        }
     }
-    auto machine = std::make_unique<OfflineMachine>(root, std::move(system), controlSet,
-                                                    std::move(software), std::move(user));
+    auto machine =
+        std::make_unique<OfflineMachine>(root, std::move(system), controlSet, std::move(software),
+                                         std::move(user), std::move(userClasses));
     machine->Configure(FromUtf8(userName));
     error->clear();
     return machine;

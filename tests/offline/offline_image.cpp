@@ -136,7 +136,10 @@ ImageContents StandardContents() {
     user.Key(cu + "\\Software\\Microsoft\\Windows\\CurrentVersion\\Run")
         .Sz("Mine", "C:\\Users\\alice\\tool.exe")
         .Sz("", "default value");
-    return {system.text(), software.text(), user.text()};
+    RegText classes;
+    classes.Key(cu + "\\Software\\Classes\\userfile\\shell\\open\\command")
+        .Sz("", "C:\\Users\\alice\\tool.exe %1");
+    return {system.text(), software.text(), user.text(), classes.text()};
 }
 
 std::string AppVersionBlock() {
@@ -181,6 +184,8 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
     const std::string config = root + "/Windows/System32/config";
     fs::create_directories(config);
     fs::create_directories(root + "/Windows/System32/drivers");
+    const std::string classes = root + "/Users/alice/AppData/Local/Microsoft/Windows";
+    fs::create_directories(classes);
     fs::create_directories(root + "/Users/alice/Start");
     fs::create_directories(root + "/Users/Public");
     fs::create_directories(root + "/Program Files/App");
@@ -194,7 +199,9 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
         return false;
     return WriteHive(config + "/SYSTEM", contents.system, "HKEY_LOCAL_MACHINE\\SYSTEM") &&
            WriteHive(config + "/SOFTWARE", contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE") &&
-           WriteHive(root + "/Users/alice/NTUSER.DAT", contents.user, "HKEY_CURRENT_USER");
+           WriteHive(root + "/Users/alice/NTUSER.DAT", contents.user, "HKEY_CURRENT_USER") &&
+           WriteHive(classes + "/UsrClass.dat", contents.userClasses,
+                     "HKEY_CURRENT_USER\\Software\\Classes");
 }
 
 void LoadImage(platform::memory::MemoryMachine& machine, const ImageContents& contents) {
@@ -204,6 +211,7 @@ void LoadImage(platform::memory::MemoryMachine& machine, const ImageContents& co
     LoadReg(machine, Replace(contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes",
                              "HKEY_CLASSES_ROOT"));
     LoadReg(machine, contents.user);
+    LoadReg(machine, contents.userClasses);
     machine.AddLink(u"C:\\Users\\alice\\Start\\App.lnk", u"C:\\Program Files\\App\\app.exe");
     machine.SetSpecialFolder(kCsidlStartup, u"C:\\Users\\alice\\Start");
     machine.AddFile(u"C:\\Program Files\\App\\app.exe", AppImage());
