@@ -55,8 +55,11 @@ TEST(ShellLinkReader, LyingOrCutLinksAreRefused) {
     } cases[] = {
         {"header size", [](std::string& s) { s[0] = 0x4D; }},
         {"class id", [](std::string& s) { s[4] ^= 1; }},
-        {"id list past the end", [](std::string& s) { Put(s, kShellLinkInfoAt, 0xFFFF, 2); }},
-        {"link info past the end", [=](std::string& s) { Put(s, info, 0xFFFFFF00u); }},
+        {"link info past the end, nothing after it",
+         [=](std::string& s) {
+             Put(s, info, 0xFFFFFF00u);
+             s[20] &= ~0x08;
+         }},
         {"link info smaller than a header", [=](std::string& s) { Put(s, info, 8); }},
         {"header larger than the link info", [=](std::string& s) { Put(s, info + 4, 0x100); }},
         {"local path outside", [=](std::string& s) { Put(s, info + 16, 0x7FFFFFFFu); }},
