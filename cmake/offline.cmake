@@ -13,7 +13,6 @@ if(VISTREL_OFFLINE_TEST_SOURCES)
     add_executable(vistrel_offline_tests ${VISTREL_OFFLINE_TEST_SOURCES}
         ${PROJECT_SOURCE_DIR}/tests/support/test_main.cpp
         ${PROJECT_SOURCE_DIR}/tests/support/pe_image_builder.cpp
-        ${PROJECT_SOURCE_DIR}/tests/support/shell_link_builder.cpp
         ${PROJECT_SOURCE_DIR}/tests/support/version_block_builder.cpp)
     vistrel_target(vistrel_offline_tests)
     target_link_libraries(vistrel_offline_tests PRIVATE vistrel_offline vistrel_memory gmock gtest)

@@ -193,9 +193,8 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
         !WriteText(root + "/Windows/System32/drivers/beep.sys", "MZ") ||
         !WriteText(root + "/Windows/system.ini",
                    "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n") ||
-        !WriteText(
-            root + "/Users/alice/Start/App.lnk",
-            testsupport::BuildShellLink({"", "C:\\Program Files\\App\\app.exe", u"", u"", u""})))
+        !WriteText(root + "/Users/alice/Start/App.lnk",
+                   testsupport::BuildShellLink("C:\\Program Files\\App\\app.exe")))
         return false;
     return WriteHive(config + "/SYSTEM", contents.system, "HKEY_LOCAL_MACHINE\\SYSTEM") &&
            WriteHive(config + "/SOFTWARE", contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE") &&
