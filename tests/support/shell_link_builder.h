@@ -1,6 +1,6 @@
 // A shell link file for tests: the header, an item id list, link info with an ANSI local path,
-// the relative path and arguments as Unicode counted strings, and the block that keeps the
-// target as written; each part left out when empty.
+// the relative path as a Unicode counted string, and the block that keeps the target as
+// written; each part left out when empty.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +13,12 @@ inline void PutLinkField(std::string& out, std::uint64_t value, int width) {
 }
 
 inline std::string BuildShellLink(const std::string& localPath, const std::u16string& relative = {},
-                                  const std::u16string& arguments = {},
                                   const std::u16string& asWritten = {},
                                   const std::string& idList = {}) {
     std::string out("\x4C\0\0\0\x01\x14\x02\0\0\0\0\0\xC0\0\0\0\0\0\0\x46", 20);
     PutLinkField(out,
                  0x80 | (idList.empty() ? 0 : 0x1) | (localPath.empty() ? 0 : 0x2) |
-                     (relative.empty() ? 0 : 0x8) | (arguments.empty() ? 0 : 0x20) |
-                     (asWritten.empty() ? 0 : 0x200),
+                     (relative.empty() ? 0 : 0x8) | (asWritten.empty() ? 0 : 0x200),
                  4);
     out.resize(0x4C, '\0');
     if (!idList.empty()) PutLinkField(out, idList.size(), 2);
@@ -34,10 +32,8 @@ inline std::string BuildShellLink(const std::string& localPath, const std::u16st
             PutLinkField(out, field, 4);
         out += volume + localPath + std::string(2, '\0');
     }
-    for (const std::u16string* text : {&relative, &arguments}) {
-        if (!text->empty()) PutLinkField(out, text->size(), 2);
-        for (char16_t c : *text) PutLinkField(out, c, 2);
-    }
+    if (!relative.empty()) PutLinkField(out, relative.size(), 2);
+    for (char16_t c : relative) PutLinkField(out, c, 2);
     if (!asWritten.empty()) {
         PutLinkField(out, 0xA0000001'00000314ull, 8);
         std::string wide;
