@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "tests/support/shell_link_builder.h"
@@ -14,7 +15,9 @@ using platform::ReadShellLink;
 using testsupport::BuildShellLink;
 
 std::string Damaged(std::string bytes, std::size_t at, std::uint32_t value, int width = 4) {
-    for (int i = 0; i < width; ++i) bytes[at + i] = static_cast<char>(value >> (8 * i) & 0xFF);
+    std::string field;
+    testsupport::PutLinkField(field, value, width);
+    std::copy(field.begin(), field.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
     return bytes;
 }
 
@@ -30,8 +33,8 @@ TEST(ShellLinkReader, ReadsWellFormedLinksAndRefusesLyingOrCutOnes) {
         {"as written", full, u"%x%"},
         {"relative only", BuildShellLink("", u"..\\.\\..\\..\\Tools/x.exe"), u"C:\\Tools\\x.exe"},
         {"code page 1252", BuildShellLink("C:\\\x80\xE9.exe"), u"C:\\\u20AC\u00E9.exe"},
-        {"cut to the path buffer", BuildShellLink("C:\\" + std::string(300, 'x')),
-         u"C:\\" + std::u16string(256, u'x')},
+        {"cut to the path buffer", BuildShellLink(std::string("C:\\").append(300, 'x')),
+         std::u16string(u"C:\\").append(256, u'x')},
         {"header size", Damaged(full, 0, 0x4D, 1), std::nullopt},
         {"class id", Damaged(full, 4, 0, 1), std::nullopt},
         {"link info past the end, nothing after it",
