@@ -1,7 +1,7 @@
 // The offline machine: opens the hives and checks that the folder is a Windows installation,
 // then answers the remaining concerns from them: environment variables and special folders as
-// the hives define them, version blocks from the files' resource sections, and no processes or
-// windows at all.
+// the hives define them, version blocks from the files' resource sections, shell links from the
+// link files, and no processes or windows at all.
 #include "platform/offline/offline_machine.h"
 
 #include <dirent.h>
@@ -18,6 +18,7 @@
 #include "platform/offline/offline_text.h"
 #include "platform/pe_version_resource.h"
 #include "platform/process_enumeration.h"
+#include "platform/shell_link_reader.h"
 #include "platform/version_block_reader.h"
 
 namespace platform::offline {
@@ -25,6 +26,7 @@ namespace {
 
 constexpr std::uint32_t kErrorEnvVarNotFound = 203;
 constexpr HResult kFileNotFoundResult = static_cast<HResult>(0x80070002u);
+constexpr std::size_t kMaxPath = 260;
 
 std::u16string TextOf(std::uint32_t type, const std::string& bytes) {
     if (type != kRegSz && type != kRegExpandSz) return {};
@@ -114,6 +116,7 @@ class OfflineEnvironment : public Environment {
 
 class OfflineShell : public Shell {
   public:
+    explicit OfflineShell(Files& files) : files_(files) {}
     std::map<int, std::u16string> folders;
 
     SpecialFolder GetSpecialFolder(int csidl) override {
@@ -129,9 +132,22 @@ class OfflineShell : public Shell {
         return result;
     }
     HResult ComInitialize() override { return kSOk; }
-    // There is no shell link object without the running system.
-    LinkStep ReadLink(const char16_t*, std::u16string*) override { return LinkStep::kCreate; }
+    // The link file is read as the link object would load it. Resolving needs the running
+    // system (it searches for a moved target), so the stored path is handed out as it is.
+    LinkStep ReadLink(const char16_t* linkPath, std::u16string* target) override {
+        std::string bytes;
+        if (linkPath == nullptr || files_.ReadAll(linkPath, &bytes) != kErrorSuccess)
+            return LinkStep::kLoad;
+        const std::optional<ShellLinkData> link = ReadShellLink(bytes);
+        if (!link) return LinkStep::kLoad;
+        // The caller's path buffer has the classic path size, terminator included.
+        if (target != nullptr) *target = LinkTargetPath(*link, linkPath, kMaxPath - 1);
+        return LinkStep::kNone;
+    }
     HResult CreateLink(const char16_t*, const char16_t*) override { return kEAccessDenied; }
+
+  private:
+    Files& files_;
 };
 
 class OfflineVersion : public VersionInfo {
@@ -284,11 +300,13 @@ class OfflineTrace : public TraceSink {
 class OfflineMachine : public Machine {
   public:
     OfflineMachine(std::string root, std::unique_ptr<Hive> system, std::size_t controlSet,
-                   std::unique_ptr<Hive> software, std::unique_ptr<Hive> user)
+                   std::unique_ptr<Hive> software, std::unique_ptr<Hive> user,
+                   std::unique_ptr<Hive> userClasses)
         : system_(std::move(system)),
           software_(std::move(software)),
           user_(std::move(user)),
-          registry_(*system_, controlSet, *software_, user_.get()),
+          userClasses_(std::move(userClasses)),
+          registry_(*system_, controlSet, *software_, user_.get(), userClasses_.get()),
           files_(std::move(root)),
           version_(files_) {}
 
@@ -326,11 +344,11 @@ class OfflineMachine : public Machine {
     // Every string value of a key, expanded against what is set so far.
     void SetAllFrom(RegKey root, std::u16string_view path);
 
-    std::unique_ptr<Hive> system_, software_, user_;
+    std::unique_ptr<Hive> system_, software_, user_, userClasses_;
     OfflineRegistry registry_;
     OfflineFiles files_;
     OfflineEnvironment environment_;
-    OfflineShell shell_;
+    OfflineShell shell_{files_};
     OfflineVersion version_;
     OfflineProcesses processes_;
     OfflineProcessEnumeration processEnumeration_{processes_};
@@ -529,7 +547,7 @@ std::unique_ptr<Machine> OpenOfflineMachine(const OfflineOptions& options, std::
         userName = FirstProfile(users);
         if (!userName.empty()) profile = users + "/" + userName;
     }
-    std::unique_ptr<Hive> user;
+    std::unique_ptr<Hive> user, userClasses;
     if (!profile.empty()) {
         user = Hive::Open(FindEntryNoCase(profile, u"NTUSER.DAT"), error);
         if (!user) return nullptr;
@@ -537,9 +555,20 @@ std::unique_ptr<Machine> OpenOfflineMachine(const OfflineOptions& options, std::
             *error = user->path() + ": not a user hive (no Software key)";
             return nullptr;
         }
+        // The user's own classes; a profile that never had any has no such hive.
+        std::string classes = profile;
+        for (const char16_t* step :
+             {u"AppData", u"Local", u"Microsoft", u"Windows", u"UsrClass.dat"}) {
+            if (!classes.empty()) classes = FindEntryNoCase(classes, step);
+        }
+        if (!classes.empty()) {
+            userClasses = Hive::Open(classes, error);
+            if (!userClasses) return nullptr;
+        }
     }
-    auto machine = std::make_unique<OfflineMachine>(root, std::move(system), controlSet,
-                                                    std::move(software), std::move(user));
+    auto machine =
+        std::make_unique<OfflineMachine>(root, std::move(system), controlSet, std::move(software),
+                                         std::move(user), std::move(userClasses));
     machine->Configure(FromUtf8(userName));
     error->clear();
     return machine;

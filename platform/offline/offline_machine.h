@@ -1,6 +1,6 @@
 // A machine over a Windows installation that is not running: its disk mounted as a folder on
 // this system. The registry comes from the hive files under Windows\System32\config (and one
-// user's NTUSER.DAT), files from the mounted tree; nothing can be written.
+// user's NTUSER.DAT and UsrClass.dat), files from the mounted tree; nothing can be written.
 #pragma once
 
 #include <memory>

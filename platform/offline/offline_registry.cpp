@@ -65,9 +65,15 @@ Hive::~Hive() {
     hivex_close(hive_);
 }
 
-OfflineRegistry::OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user)
+OfflineRegistry::OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user,
+                                 Hive* userClasses)
     : system_(system), controlSet_(controlSet) {
     caches_.reserve(1024);
+    // The running system links the user's Software\Classes to the classes hive it loads
+    // beside NTUSER.DAT; whatever NTUSER.DAT itself keeps there (the link) is hidden by it.
+    if (user != nullptr && userClasses != nullptr &&
+        Walk(KeyRef{user, user->root()}, u"Software", &userSoftware_) == kErrorSuccess)
+        userClasses_ = KeyRef{userClasses, userClasses->root()};
     const KeyRef machine = AddOwnKey({{u"SOFTWARE", KeyRef{&software, software.root()}},
                                       {u"SYSTEM", KeyRef{&system, system.root()}}});
     const KeyRef currentUser = user != nullptr ? KeyRef{user, user->root()} : AddOwnKey({});
@@ -78,6 +84,11 @@ OfflineRegistry::OfflineRegistry(Hive& system, std::size_t controlSet, Hive& sof
               {kHkeyLocalMachine, machine},
               {kHkeyUsers, AddOwnKey({})},
               {kHkeyCurrentConfig, AddOwnKey({})}};
+}
+
+bool OfflineRegistry::IsUserSoftware(const KeyRef& key) const {
+    return userClasses_.hive != nullptr && key.hive == userSoftware_.hive &&
+           key.node == userSoftware_.node;
 }
 
 KeyRef OfflineRegistry::AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children) {
@@ -111,6 +122,17 @@ Status OfflineRegistry::LoadChildren(KeyRef& key, NodeCache** out) {
             if (name) add(FromUtf8(name.get()), KeyRef{key.hive, *at});
         }
         std::free(nodes);
+    }
+    if (IsUserSoftware(key)) {
+        // In its place among the sub-keys, which the system lists in upper-case order.
+        std::size_t at = 0;
+        while (at < cache.childNames.size() && Fold(cache.childNames[at]) < u"CLASSES") ++at;
+        if (at < cache.childNames.size() && EqualNoCase(cache.childNames[at], u"Classes")) {
+            cache.children[at] = userClasses_;
+        } else {
+            cache.childNames.insert(cache.childNames.begin() + at, u"Classes");
+            cache.children.insert(cache.children.begin() + at, userClasses_);
+        }
     }
     return kErrorSuccess;
 }
@@ -155,6 +177,10 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
         if (from.hive == &system_ && from.node == system_.root() &&
             EqualNoCase(piece, u"CurrentControlSet")) {
             from = KeyRef{&system_, controlSet_};
+            continue;
+        }
+        if (IsUserSoftware(from) && EqualNoCase(piece, u"Classes")) {
+            from = userClasses_;
             continue;
         }
         // A key with few sub-keys is searched by the hive library itself, which compares plain

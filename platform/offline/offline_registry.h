@@ -1,7 +1,9 @@
 // The registry of an offline machine: the hive files read through the hive library, laid out as
 // the running system shows them. HKLM holds SOFTWARE and SYSTEM (with CurrentControlSet leading
-// to the control set that Select\Current names), HKCU is one user's NTUSER.DAT, HKCR is
-// HKLM\SOFTWARE\Classes. Every call that would change a hive answers kErrorAccessDenied.
+// to the control set that Select\Current names), HKCU is one user's NTUSER.DAT with the user's
+// UsrClass.dat at HKCU\Software\Classes, HKCR is HKLM\SOFTWARE\Classes alone: Windows lays the
+// user's classes over it, but the memory machine and the Win32 backend under Wine don't, and the
+// three answer alike. Every call that would change a hive answers kErrorAccessDenied.
 #pragma once
 
 #include <cstddef>
@@ -51,8 +53,10 @@ struct KeyRef {
 class OfflineRegistry : public Registry {
   public:
     // The hives stay owned by the caller and must outlive the registry. user may be null (HKCU
-    // is then empty). controlSet is the node Select\Current names in the SYSTEM hive.
-    OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user);
+    // is then empty), and so may userClasses (HKCU\Software\Classes is then what NTUSER.DAT
+    // holds there). controlSet is the node Select\Current names in the SYSTEM hive.
+    OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user,
+                    Hive* userClasses);
 
     Status OpenKey(RegKey parent, const char16_t* subKey, std::uint32_t access,
                    RegKey* result) override;
@@ -118,11 +122,16 @@ class OfflineRegistry : public Registry {
     Status Walk(KeyRef from, std::u16string_view subKey, KeyRef* found);
     Status FindValue(KeyRef& key, std::u16string_view name, std::size_t* value);
     KeyRef AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children);
+    // Whether key is the user's Software key with the classes hive below it.
+    bool IsUserSoftware(const KeyRef& key) const;
 
     std::mutex mutex_;
     Hive& system_;
     std::size_t controlSet_;
     std::vector<OwnKey> ownKeys_;
+    // The user's Software key, below which the user's classes hive stands as Classes.
+    KeyRef userSoftware_;
+    KeyRef userClasses_;
     std::vector<std::pair<RegKey, KeyRef>> roots_;
     struct CacheKeyHash {
         std::size_t operator()(const std::pair<const Hive*, std::size_t>& k) const {

@@ -8,6 +8,7 @@
 
 #include "tests/offline/hive_builder.h"
 #include "tests/support/pe_image_builder.h"
+#include "tests/support/shell_link_builder.h"
 #include "tests/support/version_block_builder.h"
 
 namespace offline_test {
@@ -137,7 +138,10 @@ ImageContents StandardContents() {
     user.Key(cu + "\\Software\\Microsoft\\Windows\\CurrentVersion\\Run")
         .Sz("Mine", "C:\\Users\\alice\\tool.exe")
         .Sz("", "default value");
-    return {system.text(), software.text(), user.text()};
+    RegText classes;
+    classes.Key(cu + "\\Software\\Classes\\userfile\\shell\\open\\command")
+        .Sz("", "C:\\Users\\alice\\tool.exe %1");
+    return {system.text(), software.text(), user.text(), classes.text()};
 }
 
 std::string AppVersionBlock() {
@@ -182,16 +186,22 @@ bool WriteImage(const std::string& root, const ImageContents& contents) {
     const std::string config = root + "/Windows/System32/config";
     fs::create_directories(config);
     fs::create_directories(root + "/Windows/System32/drivers");
-    fs::create_directories(root + "/Users/alice");
+    const std::string classes = root + "/Users/alice/AppData/Local/Microsoft/Windows";
+    fs::create_directories(classes);
+    fs::create_directories(root + "/Users/alice/Start");
     fs::create_directories(root + "/Users/Public");
     fs::create_directories(root + "/Program Files/App");
     if (!WriteText(root + "/Program Files/App/app.exe", AppImage()) ||
         !WriteText(root + "/Windows/System32/drivers/beep.sys", "MZ") ||
-        !WriteText(root + "/Windows/system.ini", kSystemIni))
+        !WriteText(root + "/Windows/system.ini", kSystemIni) ||
+        !WriteText(root + "/Users/alice/Start/App.lnk",
+                   testsupport::BuildShellLink("C:\\Program Files\\App\\app.exe")))
         return false;
     return WriteHive(config + "/SYSTEM", contents.system, "HKEY_LOCAL_MACHINE\\SYSTEM") &&
            WriteHive(config + "/SOFTWARE", contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE") &&
-           WriteHive(root + "/Users/alice/NTUSER.DAT", contents.user, "HKEY_CURRENT_USER");
+           WriteHive(root + "/Users/alice/NTUSER.DAT", contents.user, "HKEY_CURRENT_USER") &&
+           WriteHive(classes + "/UsrClass.dat", contents.userClasses,
+                     "HKEY_CURRENT_USER\\Software\\Classes");
 }
 
 void LoadImage(platform::memory::MemoryMachine& machine, const ImageContents& contents) {
@@ -201,6 +211,9 @@ void LoadImage(platform::memory::MemoryMachine& machine, const ImageContents& co
     LoadReg(machine, Replace(contents.software, "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes",
                              "HKEY_CLASSES_ROOT"));
     LoadReg(machine, contents.user);
+    LoadReg(machine, contents.userClasses);
+    machine.AddLink(u"C:\\Users\\alice\\Start\\App.lnk", u"C:\\Program Files\\App\\app.exe");
+    machine.SetSpecialFolder(kCsidlStartup, u"C:\\Users\\alice\\Start");
     machine.AddFile(u"C:\\Program Files\\App\\app.exe", AppImage());
     machine.SetVersionBlock(u"C:\\Program Files\\App\\app.exe", AppVersionBlock());
     machine.AddFile(u"C:\\Windows\\System32\\drivers\\beep.sys", "MZ");

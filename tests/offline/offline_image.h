@@ -24,9 +24,10 @@ class RegText {
 };
 
 struct ImageContents {
-    std::string system;    // keys under HKEY_LOCAL_MACHINE\SYSTEM
-    std::string software;  // keys under HKEY_LOCAL_MACHINE\SOFTWARE
-    std::string user;      // keys under HKEY_CURRENT_USER
+    std::string system;       // keys under HKEY_LOCAL_MACHINE\SYSTEM
+    std::string software;     // keys under HKEY_LOCAL_MACHINE\SOFTWARE
+    std::string user;         // keys under HKEY_CURRENT_USER
+    std::string userClasses;  // keys under HKEY_CURRENT_USER\Software\Classes (UsrClass.dat)
 };
 
 // The contents every test starts from: run keys, services in the current and a stale control
@@ -48,9 +49,9 @@ class TempFolder {
     std::string path_;
 };
 
-// Writes the drive into root: Windows\System32\config\{SYSTEM,SOFTWARE}, Users\alice\NTUSER.DAT,
-// the program, a driver file. Fails the running test (and answers false) when a hive can't be
-// made.
+// Writes the drive into root: Windows\System32\config\{SYSTEM,SOFTWARE}, Users\alice\NTUSER.DAT
+// and UsrClass.dat, the program, a driver file, a link to the program in alice's startup folder.
+// Fails the running test (and answers false) when a hive can't be made.
 bool WriteImage(const std::string& root, const ImageContents& contents);
 // Writes one hive from .reg text whose keys start with prefix.
 bool WriteHive(const std::string& path, const std::string& regText, const std::string& prefix);

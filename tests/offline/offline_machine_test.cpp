@@ -129,7 +129,8 @@ TEST_F(OfflineMachineTest, RegistryAnswersAsTheMemoryMachineWithTheSameContents)
         EXPECT_EQ(actual, expected);
         all += actual;
     }
-    for (const char* seen : {"key 'Alpha'", "value 'ThreadingModel'", "value 'Mine'",
+    // HKCU\Software\Classes is the user's own hive; HKCR shows the machine's classes only.
+    for (const char* seen : {"key 'Alpha'", "value 'ThreadingModel'", "value 'Mine'", "'userfile'",
                              "open \\SOFTWARE 161", "open SOFTWARE\\Nowhere 2"})
         EXPECT_NE(all.find(seen), std::string::npos) << seen;
     // The stale control set is not the current one.
@@ -389,6 +390,11 @@ TEST_F(BrokenImageTest, BadInputGivesAClearMessageAndNoMachine) {
         {"user hive of text",
          [](const std::string& r) { WriteText(r + "/Users/alice/NTUSER.DAT", "not a hive"); }, "",
          "not a readable registry hive"},
+        {"user classes hive of text",
+         [](const std::string& r) {
+             WriteText(r + "/Users/alice/AppData/Local/Microsoft/Windows/UsrClass.dat", "x");
+         },
+         "", "UsrClass.dat: not a readable registry hive"},
         {"SYSTEM as user hive",
          [&](const std::string& r) {
              fs::copy_file(r + config + "SYSTEM", r + "/Users/alice/NTUSER.DAT",
@@ -405,6 +411,10 @@ TEST_F(BrokenImageTest, BadInputGivesAClearMessageAndNoMachine) {
         EXPECT_NE(message.find(c.message), std::string::npos) << message;
         fs::remove_all(root);
     }
+    // A user who never had classes of their own has no such hive, and that is no damage.
+    const std::string root = Copy();
+    fs::remove(root + "/Users/alice/AppData/Local/Microsoft/Windows/UsrClass.dat");
+    EXPECT_NE(offline::OpenOfflineMachine({root, ""}, &error), nullptr) << error;
 }
 
 // Bytes of the SOFTWARE hive's bins overwritten at random: opening may fail, but whatever opens
