@@ -88,7 +88,9 @@ class Progress {
 
 int RunScan(const Arguments& args, const FrontDoor& door, std::ostream& out, std::ostream& err) {
     std::unique_ptr<platform::Machine> offline;
-    if (door.openOffline || door.offlineMissing) {
+    // Listing the categories reads no machine, so it needs no image either.
+    const bool needsImage = !(args.listCategories && args.offlineRoot.empty());
+    if ((door.openOffline || door.offlineMissing) && needsImage) {
         if (args.offlineRoot.empty()) {
             err << "vistrel-scan: name the mounted Windows folder with --offline DIR\n";
             return kExitUsage;

@@ -122,6 +122,18 @@ TEST_F(ScannerTest, UsageErrorsExitWithTwoAndWriteNothing) {
         EXPECT_EQ(out.str(), "") << args.front();
         EXPECT_NE(err.str(), "") << args.front();
     }
+    // The offline program asks for an image to scan, but not to list the categories.
+    scanner::FrontDoor offline;
+    offline.openOffline = [](const std::string&, const std::string&, std::string* error) {
+        *error = "no image here";
+        return std::unique_ptr<platform::Machine>();
+    };
+    const char* scan[] = {"vistrel-scan"};
+    EXPECT_EQ(scanner::RunScanCommand(1, scan, offline, out, err), scanner::kExitUsage);
+    const char* list[] = {"vistrel-scan", "--list-categories"};
+    out.str({});
+    EXPECT_EQ(scanner::RunScanCommand(2, list, offline, out, err), scanner::kExitComplete);
+    EXPECT_EQ(out.str().rfind("IDS_VISTREL_RUNITEMS\n", 0), 0u) << out.str();
 }
 
 scanner::ScanRecord Entry(std::vector<std::string> keys, std::string entry, std::string detail) {
