@@ -182,21 +182,26 @@ class HostedPage : public ::testing::Test {
     HostedPage() {
         g_hostAnswer = 1;
         g_hostAsked = 0;
+        context_.install_path = reinterpret_cast<const char16_t*>(dist_.c_str());
+        context_.host_callback = &HostService;
     }
-    void Open() {
-        dist_ = testpaths::DistDir();
+    void Load() {
         module_ = LoadLibraryW((dist_ + L"\\vistrel.dll").c_str());
         ASSERT_NE(module_, nullptr);
+        // FARPROC has no parameters; going through void* keeps the cast explicit.
         processData_ = reinterpret_cast<vistrel::ProcessDataFunction>(
             reinterpret_cast<void*>(GetProcAddress(module_, vistrel::kProcessDataName)));
+        ASSERT_NE(processData_, nullptr);
+    }
+    // Commands 0 and 3 with a fresh host window; the first word of the object is the host's own.
+    void Open(void* table = nullptr) {
+        if (module_ == nullptr) Load();
         ASSERT_NE(processData_, nullptr);
         parent_ = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0,
                                   800, 700, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
         ASSERT_NE(parent_, nullptr);
-        context_.install_path = reinterpret_cast<const char16_t*>(dist_.c_str());
-        context_.host_callback = &HostService;
         ASSERT_EQ(Command(vistrel::kCommandInitialise, &context_), 1u);
-        parentObject_ = {nullptr, parent_};
+        parentObject_ = {table, parent_};
         ASSERT_NE(Command(vistrel::kCommandCreatePage, &parentObject_), 0u);
         page_ = GetWindow(parent_, GW_CHILD);
         ASSERT_NE(page_, nullptr);
@@ -215,11 +220,11 @@ class HostedPage : public ::testing::Test {
             Command(vistrel::kCommandTearDown);
         }
         if (parent_) DestroyWindow(parent_);
-        if (module_) FreeLibrary(module_);
+        EXPECT_TRUE(!module_ || FreeLibrary(module_));
         reg_.Restore();
     }
 
-    std::uint64_t Command(std::uint32_t command, void* argument = nullptr) {
+    std::uint64_t Command(std::uint32_t command, const void* argument = nullptr) {
         return processData_(command, reinterpret_cast<std::uintptr_t>(argument));
     }
     // A fill ends with the normal title over a tree that has nodes.
@@ -301,10 +306,7 @@ class HostedPage : public ::testing::Test {
 
     regfix::Fixture reg_;
     HWND parent_ = nullptr, page_ = nullptr, tree_ = nullptr;
-    std::wstring normalTitle_, box_;
-
-  private:
-    std::wstring dist_;
+    std::wstring normalTitle_, box_, dist_ = testpaths::DistDir();
     HMODULE module_ = nullptr;
     vistrel::ProcessDataFunction processData_ = nullptr;
     vistrel::HostContext context_{};
