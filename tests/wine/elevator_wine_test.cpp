@@ -11,19 +11,9 @@ namespace {
 
 constexpr wchar_t kMachineValue[] = L"VistrelE2E Machine";
 
-// The ids of the helper processes this process has started, as a snapshot shows them now.
+// The helper processes this process has started, as a snapshot shows them now.
 std::vector<DWORD> HelperChildren() {
-    std::vector<DWORD> ids;
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    if (snapshot == INVALID_HANDLE_VALUE) return ids;
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL ok = Process32FirstW(snapshot, &entry); ok; ok = Process32NextW(snapshot, &entry))
-        if (_wcsicmp(entry.szExeFile, L"vistrel-elevator.exe") == 0 &&
-            entry.th32ParentProcessID == GetCurrentProcessId())
-            ids.push_back(entry.th32ProcessID);
-    CloseHandle(snapshot);
-    return ids;
+    return Running(L"vistrel-elevator.exe", false, GetCurrentProcessId());
 }
 
 TEST(ElevatorProcess, ABurstOfRequestsLosesNoneAndReleaseEndsTheHelper) {

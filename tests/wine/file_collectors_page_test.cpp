@@ -29,7 +29,7 @@ std::set<std::wstring> Listing(const std::wstring& folder) {
 class FileCollectorsPage : public HostedPage {
   protected:
     void SetUp() override {
-        Editors(true);
+        Running(L"regedit.exe", true);
         CoInitialize(nullptr);
         // A plain file and a shortcut in each startup folder.
         for (int csidl : {CSIDL_STARTUP, CSIDL_COMMON_STARTUP}) {
@@ -65,7 +65,7 @@ class FileCollectorsPage : public HostedPage {
     }
     void TearDown() override {
         HostedPage::TearDown();
-        Editors(true);
+        Running(L"regedit.exe", true);
         CoUninitialize();
     }
 };
@@ -86,7 +86,7 @@ TEST_F(FileCollectorsPage, StartupFilesListedAndRemoveDeletesOnlyTheChosenOne) {
 
         std::set<std::wstring> expected = Listing(SpecialFolder(f.csidl));
         expected.erase(L"vistrel-e2e" + std::wstring(f.removed));
-        Remove(Find(tree_, file + f.removed, category), kWinIni);
+        Remove(Find(tree_, file + f.removed, category));
         EXPECT_EQ(Listing(SpecialFolder(f.csidl)), expected);
         Category(f.category);
     }

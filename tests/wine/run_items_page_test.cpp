@@ -32,7 +32,7 @@ platform::Status Hidden(bool remove) {
 class RunPage : public HostedPage {
   protected:
     void SetUp() override {
-        Editors(true);
+        Running(L"regedit.exe", true);
         reg_.Write({{kRunKey, kOne, L"C:\\windows\\system32\\kernel32.dll /quiet"},
                     {kRunKey, kTwo, L"notepad"},
                     {kRunKey, kPlain, L"C:\\plain.exe"}});
@@ -42,7 +42,7 @@ class RunPage : public HostedPage {
     }
     void TearDown() override {
         HostedPage::TearDown();
-        Editors(true);
+        Running(L"regedit.exe", true);
     }
     HTREEITEM Run() { return Category(L"Run (current user)"); }
 };
@@ -70,8 +70,8 @@ TEST_F(RunPage, ValuesListedDescribedRemovedAloneAndGoneTo) {
     reg_.Save(L"HKCU\\" + std::wstring(kEditor), L"LastKey");
     Select(Child(run, kTwo));
     PostMessageW(Button(1), BM_CLICK, 0, 0);
-    ASSERT_TRUE(PumpUntil([] { return Editors(false) > 0; }));
-    Editors(true);  // before LastKey is put back
+    ASSERT_TRUE(PumpUntil([] { return !Running(L"regedit.exe").empty(); }));
+    Running(L"regedit.exe", true);  // before LastKey is put back
     wchar_t lastKey[512] = {};
     DWORD size = sizeof(lastKey);
     ASSERT_EQ(RegGetValueW(HKEY_CURRENT_USER, kEditor, L"LastKey", RRF_RT_REG_SZ, nullptr, lastKey,

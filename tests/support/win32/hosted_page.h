@@ -86,25 +86,26 @@ inline HTREEITEM Find(HWND tree, const std::wstring& prefix, HTREEITEM parent = 
     return nullptr;
 }
 
-// The number of running registry editors; with end, they are ended and waited for.
-inline int Editors(bool end) {
-    int count = 0;
+// The running processes of a program (started by parent, when given); with end, they are ended
+// and waited for.
+inline std::vector<DWORD> Running(const wchar_t* program, bool end = false, DWORD parent = 0) {
+    std::vector<DWORD> ids;
     HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL ok = Process32FirstW(snapshot, &entry); ok; ok = Process32NextW(snapshot, &entry)) {
-        if (_wcsicmp(entry.szExeFile, L"regedit.exe") != 0) continue;
-        ++count;
+        if (_wcsicmp(entry.szExeFile, program) || (parent && entry.th32ParentProcessID != parent))
+            continue;
+        ids.push_back(entry.th32ProcessID);
         if (HANDLE p =
-                end ? OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID)
-                    : nullptr) {
+                end ? OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, ids.back()) : nullptr) {
             TerminateProcess(p, 0);
             WaitForSingleObject(p, 5000);
             CloseHandle(p);
         }
     }
     CloseHandle(snapshot);
-    return count;
+    return ids;
 }
 
 // A hidden notepad, ended and waited for on every way out of the test.
@@ -290,9 +291,9 @@ class HostedPage : public ::testing::Test {
         box_ = answerer.box;
         return answerer.confirmations;
     }
-    // Removes item, confirmed, and gives the dump of key afterwards; its category loses gone
-    // nodes of its label (and a message box's text is in box_).
-    Dump Remove(HTREEITEM item, const std::wstring& key, int gone = 1) {
+    // Removes item, confirmed, and gives the dump of key (if any) afterwards; its category loses
+    // gone nodes of its label (and a message box's text is in box_).
+    Dump Remove(HTREEITEM item, const std::wstring& key = L"", int gone = 1) {
         Select(item);
         EXPECT_TRUE(Offered(2));
         HTREEITEM parent = TreeView_GetParent(tree_, item);
@@ -301,7 +302,7 @@ class HostedPage : public ::testing::Test {
         EXPECT_EQ(Press(2), 1);
         EXPECT_EQ(Count(parent), nodes - gone);
         EXPECT_EQ(Count(parent, &label), same - gone) << testing::PrintToString(label);
-        return DumpOf(key);
+        return key.empty() ? Dump() : DumpOf(key);
     }
 
     regfix::Fixture reg_;
