@@ -2,78 +2,36 @@
 // one export, the descriptor read at its offsets, the page created in a real parent window,
 // then shown, hidden, destroyed, torn down and unloaded. And the file as a host ships it: one
 // export, the two dialog templates, the version record and the common-controls manifest.
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <cstring>
-#include <cwchar>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
-#include <string>
 #include <string_view>
-#include <vector>
 
-#include "include/vistrel/host.h"
-#include "platform/win32/windows_api.h"
-#include "tests/support/win32/build_paths.h"
 #include "tests/support/win32/hosted_page.h"
 
+namespace hostedpage {
 namespace {
 
 std::wstring TextAt(std::uint64_t address, std::size_t offset) {
     return reinterpret_cast<const wchar_t*>(static_cast<std::uintptr_t>(address) + offset);
 }
 
-class DllHostTest : public ::testing::Test {
+class DllHostTest : public HostedPage {
   protected:
     void SetUp() override {
-        Load();
-        installPath = testpaths::DistDir();
-        context.install_path = reinterpret_cast<const char16_t*>(installPath.c_str());
-        context.host_callback = &hostedpage::HostService;
-        hostedpage::g_hostAnswer = 0;  // refuse whatever the page might ask to do
-        hostedpage::g_hostAsked = 0;
+        ASSERT_NO_FATAL_FAILURE(Load());
+        g_hostAnswer = 0;  // refuse whatever the page might ask to do
     }
     void TearDown() override {
-        if (parent) DestroyWindow(parent);
-        if (module) {
-            process(vistrel::kCommandTearDown, 0);
-            EXPECT_TRUE(FreeLibrary(module));
-        }
+        HostedPage::TearDown();
         if (!previousDir.empty()) std::filesystem::current_path(previousDir);
         if (!ownDir.empty()) std::filesystem::remove_all(ownDir);
     }
-
-    void Load() {
-        module = LoadLibraryW(dllPath.c_str());
-        ASSERT_NE(module, nullptr) << "LoadLibraryW failed: " << GetLastError();
-        // FARPROC has no parameters; going through void* keeps the cast explicit.
-        process = reinterpret_cast<vistrel::ProcessDataFunction>(
-            reinterpret_cast<void*>(GetProcAddress(module, vistrel::kProcessDataName)));
-        ASSERT_NE(process, nullptr);
-    }
     std::string Resource(LPCWSTR name, LPCWSTR type) {
-        HRSRC found = FindResourceW(module, name, type);
-        HGLOBAL loaded = found ? LoadResource(module, found) : nullptr;
+        HRSRC found = FindResourceW(module_, name, type);
+        HGLOBAL loaded = found ? LoadResource(module_, found) : nullptr;
         const void* data = loaded ? LockResource(loaded) : nullptr;
-        return data ? std::string(static_cast<const char*>(data), SizeofResource(module, found))
+        return data ? std::string(static_cast<const char*>(data), SizeofResource(module_, found))
                     : std::string();
-    }
-    std::uint64_t Command(std::uint32_t command, std::uintptr_t argument = 0) {
-        return process(command, argument);
-    }
-    std::uint64_t Initialise() {
-        return Command(vistrel::kCommandInitialise, reinterpret_cast<std::uintptr_t>(&context));
-    }
-    // Command 3 with a fresh host window; the first word of the object is the host's own.
-    std::uint64_t CreatePage(void* table = nullptr) {
-        parent = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 700,
-                                 600, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
-        EXPECT_NE(parent, nullptr);
-        object = {table, parent};
-        return Command(vistrel::kCommandCreatePage, reinterpret_cast<std::uintptr_t>(&object));
     }
     // A folder of this test's own with a language file of the given UTF-8 lines.
     void UseOwnLanguageFile(const std::string& lines) {
@@ -83,17 +41,12 @@ class DllHostTest : public ::testing::Test {
         std::ofstream(ownDir / "Lang" / "l_vistrel.ini", std::ios::binary)
             << "[LangSupport]\r\n" + lines;
         installPath = ownDir.wstring();
-        context.install_path = reinterpret_cast<const char16_t*>(installPath.c_str());
+        context_.install_path = reinterpret_cast<const char16_t*>(installPath.c_str());
     }
 
     const std::wstring dllPath = testpaths::DistDir() + L"\\vistrel.dll";
-    HMODULE module = nullptr;
-    vistrel::ProcessDataFunction process = nullptr;
     std::wstring installPath;
     std::filesystem::path ownDir, previousDir;
-    vistrel::HostContext context{};
-    vistrel::ParentWindowObject object{};
-    HWND parent = nullptr;
 };
 
 TEST_F(DllHostTest, DescriptorAndRecordBeforeCommandZero) {
@@ -122,11 +75,9 @@ TEST_F(DllHostTest, DescriptorAndRecordBeforeCommandZero) {
 }
 
 TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
-    ASSERT_EQ(Initialise(), 1u);
     // A class library would put its table pointer first; the plug-in must not touch it.
-    ASSERT_NE(CreatePage(reinterpret_cast<void*>(0x10)), 0u);
-    HWND window = GetWindow(parent, GW_CHILD);
-    ASSERT_NE(window, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Open(reinterpret_cast<void*>(0x10)));
+    HWND window = page_;
     EXPECT_FALSE(IsWindowVisible(window));
     EXPECT_TRUE(GetWindowLongW(window, GWL_STYLE) & WS_CHILD);
     const struct {
@@ -153,15 +104,15 @@ TEST_F(DllHostTest, PageLivesInsideTheHostWindowFromCreationToTearDown) {
 
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
     EXPECT_TRUE(IsWindowVisible(window));
-    hostedpage::Pump(std::chrono::milliseconds(300));
+    Pump(std::chrono::milliseconds(300));
     EXPECT_EQ(Command(vistrel::kCommandHidePage), 1u);
     EXPECT_FALSE(IsWindowVisible(window));
     EXPECT_EQ(Command(vistrel::kCommandDestroyPage), 1u);
     EXPECT_FALSE(IsWindow(window));
-    EXPECT_EQ(GetWindow(parent, GW_CHILD), nullptr);
+    EXPECT_EQ(GetWindow(parent_, GW_CHILD), nullptr);
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);  // no window left: nothing happens
     EXPECT_EQ(Command(vistrel::kCommandTearDown), 1u);
-    EXPECT_EQ(hostedpage::g_hostAsked, 0);  // nothing was acted on
+    EXPECT_EQ(g_hostAsked, 0);  // nothing was acted on
 }
 
 TEST_F(DllHostTest, LanguageFileAndTraceComeFromTheHostsFolders) {
@@ -170,20 +121,17 @@ TEST_F(DllHostTest, LanguageFileAndTraceComeFromTheHostsFolders) {
         "IDS_VISTREL_TITLE=What starts with this computer\r\n");
     previousDir = std::filesystem::current_path();
     std::filesystem::current_path(ownDir);
-    context.trace_mode = 1;
-    ASSERT_EQ(Initialise(), 1u);
-    ASSERT_NE(CreatePage(), 0u);
+    context_.trace_mode = 1;
+    ASSERT_NO_FATAL_FAILURE(Open());
     const std::uint64_t descriptor = Command(vistrel::kCommandGetDescriptor);
     EXPECT_EQ(TextAt(descriptor, 0),
               std::wstring(L"Autostart places and processes 1234567890", 31));
     EXPECT_EQ(TextAt(descriptor, 64), L"System Information");
-    wchar_t title[128] = {};
-    GetDlgItemTextW(GetWindow(parent, GW_CHILD), 22101, title, 128);
-    EXPECT_STREQ(title, L"What starts with this computer");
+    EXPECT_EQ(normalTitle_, L"What starts with this computer");
 
     EXPECT_EQ(Command(vistrel::kCommandShowPage), 1u);
     std::string log;
-    hostedpage::PumpUntil([&] {
+    PumpUntil([&] {
         std::ifstream in(ownDir / "vistrel.log", std::ios::binary);
         log.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
         return log.find("FillItemsProc: <=") != std::string::npos;
@@ -198,15 +146,14 @@ TEST_F(DllHostTest, LanguageFileAndTraceComeFromTheHostsFolders) {
     EXPECT_NE(log.find("FillItemsProc: <="), std::string::npos);
 
     // Unloading and loading again starts from the descriptor of load.
-    ASSERT_TRUE(FreeLibrary(module));
-    module = nullptr;
-    Load();
+    ASSERT_TRUE(FreeLibrary(std::exchange(module_, nullptr)));
+    ASSERT_NO_FATAL_FAILURE(Load());
     EXPECT_EQ(TextAt(Command(vistrel::kCommandGetDescriptor), 0), L"&Vistrel");
 }
 
 TEST_F(DllHostTest, FileHasOneExportBothTemplatesAVersionRecordAndAManifest) {
     // The loader has checked the headers of the 64-bit image already.
-    const auto* base = reinterpret_cast<const BYTE*>(module);
+    const auto* base = reinterpret_cast<const BYTE*>(module_);
     const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS64*>(
         base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const IMAGE_DATA_DIRECTORY& dir =
@@ -218,7 +165,7 @@ TEST_F(DllHostTest, FileHasOneExportBothTemplatesAVersionRecordAndAManifest) {
     ASSERT_EQ(exports->NumberOfNames, 1u);
     const auto* names = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
     EXPECT_STREQ(reinterpret_cast<const char*>(base + names[0]), "process_data");
-    EXPECT_NE(GetProcAddress(module, "process_data"), nullptr);
+    EXPECT_NE(GetProcAddress(module_, "process_data"), nullptr);
 
     const struct {
         WORD id;
@@ -256,7 +203,7 @@ TEST_F(DllHostTest, FileHasOneExportBothTemplatesAVersionRecordAndAManifest) {
     EXPECT_NE(manifest.find("version=\"6.0.0.0\""), std::string::npos);
     EXPECT_NE(manifest.find("publicKeyToken=\"6595b64144ccf1df\""), std::string::npos);
     // Texts come from the language file: a string table here would shadow the host's.
-    EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(22109 / 16 + 1), MAKEINTRESOURCEW(6)),
+    EXPECT_EQ(FindResourceW(module_, MAKEINTRESOURCEW(22109 / 16 + 1), MAKEINTRESOURCEW(6)),
               nullptr);
 
     DWORD ignored = 0;
@@ -282,3 +229,4 @@ TEST_F(DllHostTest, FileHasOneExportBothTemplatesAVersionRecordAndAManifest) {
 }
 
 }  // namespace
+}  // namespace hostedpage

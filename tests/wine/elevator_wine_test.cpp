@@ -5,48 +5,15 @@
 #include "libs/talelev/win32/elevator_client.h"
 #include "libs/talelev/win32/pipe_frames.h"
 #include "tests/support/win32/hosted_page.h"
-// After the wrapper: the process snapshot needs its types.
-#include <tlhelp32.h>
 
 namespace hostedpage {
 namespace {
 
-constexpr wchar_t kTestKey[] = L"Software\\VistrelElevatorTest";
 constexpr wchar_t kMachineValue[] = L"VistrelE2E Machine";
 
-// The ids of the helper processes this process has started, as a snapshot shows them now.
+// The helper processes this process has started, as a snapshot shows them now.
 std::vector<DWORD> HelperChildren() {
-    std::vector<DWORD> ids;
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    if (snapshot == INVALID_HANDLE_VALUE) return ids;
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL ok = Process32FirstW(snapshot, &entry); ok; ok = Process32NextW(snapshot, &entry))
-        if (_wcsicmp(entry.szExeFile, L"vistrel-elevator.exe") == 0 &&
-            entry.th32ParentProcessID == GetCurrentProcessId())
-            ids.push_back(entry.th32ProcessID);
-    CloseHandle(snapshot);
-    return ids;
-}
-
-// A process that only lives until it is ended, to stand in for a console.
-PROCESS_INFORMATION StartStandIn() {
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process = {};
-    wchar_t command[] = L"notepad.exe";
-    EXPECT_TRUE(CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                               &startup, &process));
-    return process;
-}
-
-void End(PROCESS_INFORMATION& process) {
-    if (process.hProcess == nullptr) return;
-    TerminateProcess(process.hProcess, 0);
-    WaitForSingleObject(process.hProcess, 5000);
-    CloseHandle(process.hProcess);
-    CloseHandle(process.hThread);
-    process = {};
+    return Running(L"vistrel-elevator.exe", false, GetCurrentProcessId());
 }
 
 TEST(ElevatorProcess, ABurstOfRequestsLosesNoneAndReleaseEndsTheHelper) {
@@ -84,12 +51,13 @@ TEST(ElevatorProcess, ABurstOfRequestsLosesNoneAndReleaseEndsTheHelper) {
 }
 
 TEST(ElevatorProcess, RefusesAClientThatIsNotItsConsoleAndEndsWithTheConsole) {
-    PROCESS_INFORMATION console = StartStandIn();
-    ASSERT_NE(console.hProcess, nullptr);
+    regfix::Fixture reg;
+    reg.Save(L"HKCU\\Software\\VistrelElevatorTest");
+    Notepad console;  // stands in for the console
     const std::wstring pipe =
         L"\\\\.\\pipe\\vistrel-elevator-test-" + std::to_wstring(GetCurrentProcessId());
     std::wstring command = L"\"" + testpaths::DistDir() + L"\\vistrel-elevator.exe\" --pipe " +
-                           pipe + L" --parent " + std::to_wstring(console.dwProcessId);
+                           pipe + L" --parent " + std::to_wstring(console.Id());
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION helper = {};
@@ -113,59 +81,34 @@ TEST(ElevatorProcess, RefusesAClientThatIsNotItsConsoleAndEndsWithTheConsole) {
                           talelev::win32::ReadFrame(client, &answer);
     EXPECT_FALSE(answered);
     CloseHandle(client);
-    HKEY key;
-    EXPECT_NE(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\VistrelElevatorTest\\Intruder", 0,
-                            KEY_READ, &key),
-              ERROR_SUCCESS);
+    EXPECT_FALSE(regfix::KeyExists(L"HKCU\\Software\\VistrelElevatorTest\\Intruder"));
     EXPECT_EQ(WaitForSingleObject(helper.hProcess, 0), static_cast<DWORD>(WAIT_TIMEOUT));
 
-    End(console);
+    console.End();
     EXPECT_EQ(WaitForSingleObject(helper.hProcess, 5000), WAIT_OBJECT_0);
-    End(helper);
-    RegDeleteTreeW(HKEY_CURRENT_USER, kTestKey);
+    TerminateProcess(helper.hProcess, 0);
+    CloseHandle(helper.hProcess);
+    CloseHandle(helper.hThread);
 }
 
-class MachineRunPage : public HostedPage {
-  protected:
-    MachineRunPage() : HostedPage({}) {}
-    void TearDown() override {
-        HostedPage::TearDown();
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kRunKey, kMachineValue);
-    }
-};
+using MachineRunPage = HostedPage;
 
 TEST_F(MachineRunPage, RemoveOfAMachineValueGoesThroughTheHelperProcess) {
-    const wchar_t data[] = L"C:\\windows\\system32\\notepad.exe";
-    ASSERT_EQ(
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kRunKey, kMachineValue, REG_SZ, data, sizeof data),
-        ERROR_SUCCESS);
-    ASSERT_NO_FATAL_FAILURE(ShowAndWait());
-    HTREEITEM category = Find(tree_, L"Run (all users)");
-    ASSERT_NE(category, nullptr);
-    Select(Find(tree_, kMachineValue, category));
-
+    const std::wstring run = L"HKLM\\" + kRunPath;
+    reg_.Write({{run, kMachineValue, L"C:\\windows\\system32\\notepad.exe"}});
+    ASSERT_NO_FATAL_FAILURE(Show());
+    const Dump before = DumpOf(run);
     std::atomic<bool> stop{false};
     std::vector<DWORD> seen;
     std::thread watcher([&] {
-        while (!stop && seen.empty()) {
-            seen = HelperChildren();
-            Sleep(2);
-        }
+        for (; !stop && seen.empty(); Sleep(2)) seen = HelperChildren();
     });
-    {
-        ConfirmationClicker clicker(IDOK, false);
-        PostMessageW(Button(2), BM_CLICK, 0, 0);
-        EXPECT_TRUE(PumpUntil([&] {
-            return RegGetValueW(HKEY_LOCAL_MACHINE, kRunKey, kMachineValue, RRF_RT_ANY, nullptr,
-                                nullptr, nullptr) != ERROR_SUCCESS;
-        }));
-    }
-    Pump(std::chrono::milliseconds(200));
+    EXPECT_EQ(Remove(Find(tree_, kMachineValue, Category(L"Run (all users)")), run),
+              Without(before, L"|" + std::wstring(kMachineValue)));
     stop = true;
     watcher.join();
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_NE(seen[0], GetCurrentProcessId());
-    EXPECT_EQ(Find(tree_, kMachineValue, category), nullptr);
     // The page gives the helper up once the action is done; the helper then ends.
     EXPECT_TRUE(PumpUntil([] { return HelperChildren().empty(); }, std::chrono::seconds(10)));
 }

@@ -5,45 +5,12 @@
 namespace hostedpage {
 namespace {
 
-constexpr wchar_t kCategory[] = L"Running processes";
-
-// A hidden notepad, ended and waited for on every way out of the test.
-class ChildProcess {
-  public:
-    ChildProcess() {
-        wchar_t command[] = L"notepad.exe";
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESHOWWINDOW;
-        startup.wShowWindow = SW_HIDE;
-        if (CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                           &info_)) {
-            CloseHandle(info_.hThread);
-            WaitForInputIdle(info_.hProcess, 10000);
-        }
-    }
-    ~ChildProcess() { End(); }
-    void End() {
-        if (info_.hProcess == nullptr) return;
-        TerminateProcess(info_.hProcess, 0);
-        WaitForSingleObject(info_.hProcess, 10000);
-        CloseHandle(info_.hProcess);
-        info_.hProcess = nullptr;
-    }
-    DWORD Id() const { return info_.dwProcessId; }
-
-  private:
-    PROCESS_INFORMATION info_ = {};
-};
-
 class ProcessesPage : public HostedPage {
   protected:
-    ProcessesPage() : HostedPage({}) {}
-
     // The process node whose details start with the id line of processId.
     HTREEITEM NodeOf(DWORD processId) {
         const std::wstring idLine = L"Process ID: " + std::to_wstring(processId) + L"\r\n";
-        HTREEITEM category = Find(tree_, kCategory);
+        HTREEITEM category = Find(tree_, L"Running processes");
         for (HTREEITEM item = category ? TreeView_GetChild(tree_, category) : nullptr; item;
              item = TreeView_GetNextSibling(tree_, item)) {
             TreeView_SelectItem(tree_, item);
@@ -55,11 +22,9 @@ class ProcessesPage : public HostedPage {
 };
 
 TEST_F(ProcessesPage, AChildStandsWithItsIdAndModulesAndGoesAfterF5) {
-    ChildProcess child;
+    Notepad child;
     ASSERT_NE(child.Id(), 0u);
-    ASSERT_NO_FATAL_FAILURE(ShowAndWait());
-    ASSERT_NE(Find(tree_, kCategory), nullptr);
-
+    ASSERT_NO_FATAL_FAILURE(Show());
     HTREEITEM node = NodeOf(child.Id());
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(Label(tree_, node).rfind(L"notepad.exe  (", 0), 0u) << Label(tree_, node);

@@ -1,190 +1,153 @@
-// Run items end to end under Wine: values written into the real HKCU Run key appear on the page
-// hosted in-process, the pane describes their files, Remove deletes exactly the chosen value and
-// Go to leaves the editor's "LastKey" at the key; a value hidden behind a NUL in its name shows
-// apart from the plain one and is removed alone.
+// The page over the current user's Run key end to end under Wine: values written into the real
+// key appear with their details, Remove deletes exactly the chosen value (a value hidden behind a
+// NUL in its name too, apart from the plain one), Go to leaves the editor's "LastKey" at the key,
+// and the page's keys, buttons, confirmation and hiding behave as a host's user sees them.
 #include "platform/win32/win32_concerns.h"
 #include "tests/support/win32/hosted_page.h"
-// After the wrapper: the process snapshot needs its types.
-#include <tlhelp32.h>
-
-#include <algorithm>
 
 namespace hostedpage {
 namespace {
 
-constexpr wchar_t kEditorKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit";
-constexpr wchar_t kValueOne[] = L"VistrelE2E One";
-constexpr wchar_t kValueTwo[] = L"VistrelE2E Two";
-
-// The number of running registry editors; with end, they are ended and waited for.
-int Editors(bool end) {
-    int count = 0;
-    HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    if (snapshot == INVALID_HANDLE_VALUE) return 0;
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL ok = Process32FirstW(snapshot, &entry); ok; ok = Process32NextW(snapshot, &entry)) {
-        if (_wcsicmp(entry.szExeFile, L"regedit.exe") != 0) continue;
-        ++count;
-        HANDLE process =
-            end ? OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID)
-                : nullptr;
-        if (!process) continue;
-        TerminateProcess(process, 0);
-        WaitForSingleObject(process, 5000);
-        CloseHandle(process);
-    }
-    CloseHandle(snapshot);
-    return count;
-}
-
-class RunItemsPage : public HostedPage {
-  protected:
-    RunItemsPage()
-        : HostedPage({{kValueOne, L"C:\\windows\\system32\\kernel32.dll /quiet"},
-                      {kValueTwo, L"notepad"}}) {}
-    void SetUp() override {
-        Editors(true);
-        ASSERT_NO_FATAL_FAILURE(HostedPage::SetUp());
-        HKEY key;
-        ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, kRunKey, 0, KEY_QUERY_VALUE, &key),
-                  ERROR_SUCCESS);
-        RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values_,
-                         nullptr, nullptr, nullptr, nullptr);
-        RegCloseKey(key);
-        ASSERT_NO_FATAL_FAILURE(ShowAndWait());
-        category_ = Find(tree_, kUserRun);
-        ASSERT_NE(category_, nullptr);
-    }
-    void TearDown() override {
-        HostedPage::TearDown();
-        Editors(true);
-    }
-    std::wstring CountedLabel(DWORD count) {
-        return std::wstring(kUserRun) + L"  (" + std::to_wstring(count) + L")";
-    }
-
-    DWORD values_ = 0;
-    HTREEITEM category_ = nullptr;
-};
-
-TEST_F(RunItemsPage, ValuesAppearWithCountDetailsAndRemoveDeletesExactlyOne) {
-    EXPECT_EQ(Label(tree_, category_), CountedLabel(values_));
-    ASSERT_NE(Find(tree_, kValueTwo, category_), nullptr);
-    Select(Find(tree_, kValueOne, category_));
-    const std::wstring pane = Pane();
-    EXPECT_NE(pane.find(L"C:\\windows\\system32\\kernel32.dll /quiet"), std::wstring::npos) << pane;
-    EXPECT_NE(pane.find(L"kernel32.dll\r\n"), std::wstring::npos) << pane;
-    // Wine's kernel32 has a version block: the version lines are dotted numbers.
-    EXPECT_NE(pane.find(L"."), std::wstring::npos);
-
-    ASSERT_TRUE(IsWindowVisible(Button(2)) && IsWindowEnabled(Button(2)));
-    {
-        ConfirmationClicker clicker(IDOK, false);
-        PostMessageW(Button(2), BM_CLICK, 0, 0);
-        ASSERT_TRUE(PumpUntil([&] { return !ValueExists(kRunKey, kValueOne); }));
-        EXPECT_TRUE(clicker.Clicked());
-    }
-    Pump(std::chrono::milliseconds(100));
-    EXPECT_TRUE(ValueExists(kRunKey, kValueTwo));
-    EXPECT_EQ(Find(tree_, kValueOne, category_), nullptr);
-    EXPECT_NE(Find(tree_, kValueTwo, category_), nullptr);
-    EXPECT_EQ(Label(tree_, category_), CountedLabel(values_ - 1));
-}
-
-TEST_F(RunItemsPage, GoToLeavesLastKeyAtTheRunKeyAndStartsTheEditor) {
-    SavedValue lastKeyBefore(kEditorKey, L"LastKey");
-    Select(Find(tree_, kValueTwo, category_));
-    PostMessageW(Button(1), BM_CLICK, 0, 0);
-    ASSERT_TRUE(PumpUntil([] { return Editors(false) > 0; }));
-    Editors(true);  // before LastKey is put back
-
-    wchar_t lastKey[512] = {};
-    DWORD size = sizeof(lastKey);
-    ASSERT_EQ(RegGetValueW(HKEY_CURRENT_USER, kEditorKey, L"LastKey", RRF_RT_REG_SZ, nullptr,
-                           lastKey, &size),
-              ERROR_SUCCESS);
-    EXPECT_STREQ(lastKey,
-                 L"Computer\\HKEY_CURRENT_USER\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run");
-    // Go to changes nothing in the tree.
-    EXPECT_NE(Find(tree_, kValueTwo, category_), nullptr);
-    EXPECT_TRUE(ValueExists(kRunKey, kValueTwo));
-}
-
+constexpr wchar_t kEditor[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Applets\\Regedit";
+constexpr wchar_t kOne[] = L"VistrelE2E One", kTwo[] = L"VistrelE2E Two";
 constexpr wchar_t kPlain[] = L"VistrelE2E Updater";
 const std::u16string kHidden(u"VistrelE2E Updater\0x", 20);
 
-// Whether HKCU's Run key holds a value of exactly this counted name.
-bool HasCountedValue(const std::u16string& name) {
-    HKEY key;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, kRunKey, 0, KEY_QUERY_VALUE, &key) != ERROR_SUCCESS)
-        return false;
-    bool found = false;
-    wchar_t buffer[256];
-    DWORD chars = 256;
-    for (DWORD i = 0; !found && RegEnumValueW(key, i, buffer, &chars, nullptr, nullptr, nullptr,
-                                              nullptr) == ERROR_SUCCESS;
-         ++i, chars = 256)
-        found = std::u16string(reinterpret_cast<const char16_t*>(buffer), chars) == name;
-    RegCloseKey(key);
-    return found;
+// Writes (or with remove, deletes) the value whose counted name has a NUL, which the Win32 calls
+// can't name.
+platform::Status Hidden(bool remove) {
+    platform::Registry& registry = platform::win32::RegistryBackend();
+    platform::RegKey key = nullptr;
+    platform::Status status = registry.OpenKey(platform::kHkeyCurrentUser,
+                                               reinterpret_cast<const char16_t*>(kRunPath.c_str()),
+                                               platform::kKeySetValue, &key);
+    if (status != platform::kErrorSuccess) return status;
+    static const char16_t kData[] = u"C:\\hidden.exe";
+    status = remove ? registry.DeleteCountedValue(key, kHidden)
+                    : registry.SetCountedValue(key, kHidden, REG_SZ, kData, sizeof(kData));
+    registry.CloseKey(key);
+    return status;
 }
 
-// The hidden value is written with its counted name beside a plain one, and goes afterwards.
-class HiddenValuePage : public HostedPage {
+class RunPage : public HostedPage {
   protected:
-    HiddenValuePage() : HostedPage({{kPlain, L"C:\\plain.exe"}}) {}
-    static platform::Status WithRunKey(bool remove) {
-        platform::Registry& registry = platform::win32::RegistryBackend();
-        platform::RegKey key = nullptr;
-        platform::Status status =
-            registry.OpenKey(platform::kHkeyCurrentUser, reinterpret_cast<const char16_t*>(kRunKey),
-                             platform::kKeySetValue, &key);
-        if (status != platform::kErrorSuccess) return status;
-        static const char16_t kData[] = u"C:\\hidden.exe";
-        status = remove ? registry.DeleteCountedValue(key, kHidden)
-                        : registry.SetCountedValue(key, kHidden, REG_SZ, kData, sizeof(kData));
-        registry.CloseKey(key);
-        return status;
-    }
     void SetUp() override {
-        ASSERT_EQ(WithRunKey(false), platform::kErrorSuccess);
-        ASSERT_NO_FATAL_FAILURE(HostedPage::SetUp());
-        ASSERT_NO_FATAL_FAILURE(ShowAndWait());
-        category_ = Find(tree_, kUserRun);
-        ASSERT_NE(category_, nullptr);
+        Running(L"regedit.exe", true);
+        reg_.Write({{kRunKey, kOne, L"C:\\windows\\system32\\kernel32.dll /quiet"},
+                    {kRunKey, kTwo, L"notepad"},
+                    {kRunKey, kPlain, L"C:\\plain.exe"}});
+        reg_.Undo([] { Hidden(true); });
+        ASSERT_EQ(Hidden(false), platform::kErrorSuccess);
+        ASSERT_NO_FATAL_FAILURE(Open());
     }
     void TearDown() override {
         HostedPage::TearDown();
-        WithRunKey(true);
+        Running(L"regedit.exe", true);
     }
-    // The labels of the category's entries that start with kPlain.
-    std::vector<std::wstring> Shown() {
-        std::vector<std::wstring> labels;
-        for (HTREEITEM item = TreeView_GetChild(tree_, category_); item;
-             item = TreeView_GetNextSibling(tree_, item))
-            labels.push_back(Label(tree_, item));
-        std::erase_if(labels,
-                      [](const std::wstring& label) { return label.rfind(kPlain, 0) != 0; });
-        std::sort(labels.begin(), labels.end());
-        return labels;
-    }
-    HTREEITEM category_ = nullptr;
+    HTREEITEM Run() { return Category(L"Run (current user)"); }
 };
 
-TEST_F(HiddenValuePage, ValueHiddenBehindANulShowsApartAndIsRemovedAlone) {
-    const std::wstring plain = kPlain, visible = plain + L"\\0x";
-    ASSERT_EQ(Shown(), (std::vector<std::wstring>{plain, visible}));
-    Select(Find(tree_, visible, category_));
+TEST_F(RunPage, ValuesListedDescribedRemovedAloneAndGoneTo) {
+    ASSERT_NO_FATAL_FAILURE(ShowAndWait());
+    HTREEITEM run = Run();
+    const std::wstring hidden = std::wstring(kPlain) + L"\\0x";
+    for (const std::wstring label : {kOne, kTwo, kPlain, hidden.c_str()})
+        EXPECT_NE(Child(run, label), nullptr) << testing::PrintToString(label);
+    const std::wstring pane = Details(Child(run, kOne));
+    EXPECT_NE(pane.find(L"C:\\windows\\system32\\kernel32.dll /quiet"), std::wstring::npos) << pane;
+    // Wine's kernel32 has a version block: the version lines are dotted numbers.
+    EXPECT_NE(pane.find(L"kernel32.dll\r\n"), std::wstring::npos) << pane;
+    EXPECT_NE(pane.find(L"."), std::wstring::npos);
+
+    Dump before = DumpOf(kRunKey);
+    EXPECT_EQ(Remove(Child(run, kOne), kRunKey), Without(before, L"|VistrelE2E One"));
+    before = DumpOf(kRunKey);
+    EXPECT_EQ(Remove(Child(run, hidden), kRunKey),
+              Without(before, L"|" + std::wstring(kPlain) + std::wstring(L"\0x", 2)));
+    before = DumpOf(kRunKey);
+    Run();
+
+    reg_.Save(L"HKCU\\" + std::wstring(kEditor), L"LastKey");
+    Select(Child(run, kTwo));
+    PostMessageW(Button(1), BM_CLICK, 0, 0);
+    ASSERT_TRUE(PumpUntil([] { return !Running(L"regedit.exe").empty(); }));
+    Running(L"regedit.exe", true);  // before LastKey is put back
+    wchar_t lastKey[512] = {};
+    DWORD size = sizeof(lastKey);
+    ASSERT_EQ(RegGetValueW(HKEY_CURRENT_USER, kEditor, L"LastKey", RRF_RT_REG_SZ, nullptr, lastKey,
+                           &size),
+              ERROR_SUCCESS);
+    EXPECT_EQ(lastKey, L"Computer\\HKEY_CURRENT_USER\\" + kRunPath);
+    EXPECT_EQ(DumpOf(kRunKey), before);  // Go to changes nothing
+}
+
+TEST_F(RunPage, ButtonsKeysAndTheConfirmationsDontAskAgain) {
+    for (int action = 0; action < 5; ++action) EXPECT_FALSE(IsWindowVisible(Button(action)));
+    ASSERT_NO_FATAL_FAILURE(ShowAndWait());
+    Select(Find(tree_, kOne));
+    // Refresh, Go to and Remove, each button carrying its action's id.
+    for (int action = 0; action < 3; ++action) EXPECT_TRUE(Offered(action)) << action;
+    Key(Button(2), VK_ESCAPE);
+    EXPECT_TRUE(IsWindowVisible(page_));
+    EXPECT_EQ(TreeView_GetSelection(tree_), Find(tree_, kOne));
+
+    const Dump before = DumpOf(kRunKey);
     {
-        ConfirmationClicker clicker(IDOK, false);
-        PostMessageW(Button(2), BM_CLICK, 0, 0);
-        ASSERT_TRUE(PumpUntil([&] { return !HasCountedValue(kHidden); }));
-        EXPECT_TRUE(clicker.Clicked());
+        // Cancel with the box ticked: nothing happens now, and no question comes again.
+        Answerer answerer(IDCANCEL, true);
+        Key(Button(0), VK_DELETE);  // from the Refresh button: keys are the page's
+        ASSERT_TRUE(PumpUntil([&] { return answerer.confirmations > 0; }));
+        Pump(std::chrono::milliseconds(200));
+        EXPECT_EQ(answerer.message,
+                  L"Do you really want to remove this entry?\r\nThis cannot be undone.");
+        EXPECT_EQ(answerer.caption, L"Please confirm");
     }
-    Pump(std::chrono::milliseconds(100));
-    EXPECT_TRUE(ValueExists(kRunKey, kPlain));
-    EXPECT_EQ(Shown(), std::vector<std::wstring>(1, plain));
+    EXPECT_EQ(DumpOf(kRunKey), before);
+    EXPECT_EQ(g_hostAsked.load(), 1);
+
+    Key(tree_, VK_DELETE);
+    ASSERT_TRUE(PumpUntil([&] { return DumpOf(kRunKey) != before; }));
+    EXPECT_EQ(DumpOf(kRunKey), Without(before, L"|VistrelE2E One"));
+    EXPECT_EQ(Find(tree_, kOne), nullptr);
+    EXPECT_EQ(g_hostAsked.load(), 2);
+}
+
+TEST_F(RunPage, HidingDuringAPopulationAndShowingAgain) {
+    Command(vistrel::kCommandShowPage);
+    const std::wstring waiting = Text(GetDlgItem(page_, kTitleId));
+    EXPECT_NE(waiting, normalTitle_);
+    Command(vistrel::kCommandHidePage);
+    Pump(std::chrono::milliseconds(200));
+    EXPECT_EQ(TreeView_GetCount(tree_), 0u);
+    EXPECT_EQ(Text(GetDlgItem(page_, kTitleId)), normalTitle_);
+    EXPECT_FALSE(IsWindowVisible(page_));
+
+    Command(vistrel::kCommandShowPage);
+    EXPECT_EQ(Text(GetDlgItem(page_, kTitleId)), waiting);
+    ASSERT_TRUE(PumpUntil([&] { return Filled(); }));
+    // F5 from the pane repopulates; the tree comes back whole.
+    Key(GetDlgItem(page_, kPaneId), VK_F5);
+    ASSERT_TRUE(PumpUntil([&] { return Filled(); }));
+    EXPECT_NE(Find(tree_, kTwo), nullptr);
+}
+
+// F5 queued behind Delete reaches the page while the confirmation is open: it is ignored, and
+// OK removes the chosen value with the tree as it was.
+TEST_F(RunPage, F5QueuedBehindDeleteWaitsOutTheConfirmation) {
+    ASSERT_NO_FATAL_FAILURE(ShowAndWait());
+    const int entries = Count(Run());
+    const Dump before = DumpOf(kRunKey);
+    Select(Find(tree_, kOne));
+    Answerer answerer;
+    SetFocus(tree_);
+    for (WPARAM key : {VK_DELETE, VK_F5}) PostMessageW(tree_, WM_KEYDOWN, key, 1);
+    ASSERT_TRUE(PumpUntil([&] { return DumpOf(kRunKey) != before; }));
+    Pump(std::chrono::milliseconds(300));
+    EXPECT_EQ(answerer.confirmations.load(), 1);
+    EXPECT_EQ(DumpOf(kRunKey), Without(before, L"|VistrelE2E One"));
+    EXPECT_TRUE(Filled());
+    EXPECT_EQ(Find(tree_, kOne), nullptr);
+    EXPECT_EQ(Count(Run()), entries - 1);
 }
 
 }  // namespace
