@@ -1,4 +1,5 @@
-// vistrel-scan.exe as a user runs it: a live scan of this (Wine) machine into a file.
+// vistrel-scan.exe as a user runs it: a live scan of this (Wine) machine into a file, and the
+// diff of a scan before a run value was written with the one after.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -47,8 +48,10 @@ TEST(ScannerWine, LiveScanListsTheRunValueTheServicesAndTheProcesses) {
     const std::wstring id = std::to_wstring(GetCurrentProcessId());
     const std::wstring output = std::wstring(folder) + L"vistrel-scan-" + id + L".jsonl";
     const std::string name = "VistrelScanProbe" + std::string(id.begin(), id.end());
+    const std::wstring before = output + L".before", changes = output + L".diff";
     regfix::Fixture reg;
-    reg.SaveFile(output);
+    for (const std::wstring* file : {&output, &before, &changes}) reg.SaveFile(*file);
+    ASSERT_EQ(RunScanner(L"--category IDS_VISTREL_RUNITEMS --output \"" + before + L"\""), 0);
     reg.Write({{L"HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run",
                 (L"VistrelScanProbe" + id).c_str(), L"C:\\windows\\notepad.exe"}});
     const int status = RunScanner(
@@ -73,6 +76,15 @@ TEST(ScannerWine, LiveScanListsTheRunValueTheServicesAndTheProcesses) {
     EXPECT_TRUE(runValue);
     EXPECT_TRUE(services);
     EXPECT_TRUE(processes);
+
+    // The categories scanned only afterwards are new as a whole; of the run keys, the value is.
+    EXPECT_EQ(RunScanner(L"diff \"" + before + L"\" \"" + output + L"\" -o \"" + changes + L"\""),
+              1);
+    std::vector<std::string> runChanges;
+    for (const scanner::ScanRecord& record : ReadScan(changes))
+        if (record.categoryKeys.front() == "IDS_VISTREL_RUNITEMS")
+            runChanges.push_back(record.change + " " + record.entry);
+    EXPECT_EQ(runChanges, std::vector<std::string>{"added " + name});
 }
 
 }  // namespace
