@@ -93,17 +93,20 @@ Tally BareWalk(const std::string& root) {
         char* name = hivex_node_name(system, *at);
         tally.bytes += std::strlen(name);
         std::free(name);
+        // The collector's reads: the display name and start mode only of the services it keeps,
+        // those that run as processes.
+        bool kept = false;
         for (const char* value : {"ImagePath", "Type", "DisplayName", "Start"}) {
+            if (std::strcmp(value, "DisplayName") == 0 && !kept) break;
             hive_type type;
             std::size_t length = 0;
             char* data =
                 hivex_value_value(system, hivex_node_get_value(system, *at, value), &type, &length);
             tally.bytes += length;
-            // The services that run as processes: what the collector's leaf keeps.
-            if (std::strcmp(value, "Type") == 0 && length == 4 && (data[0] & 0x30))
-                ++tally.services;
+            if (std::strcmp(value, "Type") == 0 && length == 4 && (data[0] & 0x30)) kept = true;
             std::free(data);
         }
+        tally.services += kept;
     }
     std::free(children);
     hivex_close(system);
