@@ -4,6 +4,7 @@
 #include "platform/offline/offline_registry.h"
 
 #include <hivex.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -43,7 +44,22 @@ bool IsAscii(std::u16string_view name) {
     return std::all_of(name.begin(), name.end(), [](char16_t c) { return c != 0 && c < 0x80; });
 }
 
+// What the hive library's last failed call means: an unreadable hive, or nothing there.
+Status LibraryFailure() {
+    return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
+}
+
 }  // namespace
+
+// The library's own lookup by name lists the values and converts every name before the one
+// asked for, anew on each call; a collector asks for several values of one key in a row.
+struct OfflineRegistry::ValueList {
+    const Hive* hive = nullptr;
+    std::size_t node = 0;
+    std::unique_ptr<hive_value_h, void (*)(void*)> values{nullptr, std::free};
+    // The names of the first values, in the hive's order, as the library converts them.
+    std::vector<CText> names;
+};
 
 std::unique_ptr<Hive> Hive::Open(const std::string& path, std::string* error) {
     errno = 0;
@@ -68,6 +84,7 @@ Hive::~Hive() {
 OfflineRegistry::OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user)
     : system_(system), controlSet_(controlSet) {
     caches_.reserve(1024);
+    lastValues_ = std::make_unique<ValueList>();
     const KeyRef machine = AddOwnKey({{u"SOFTWARE", KeyRef{&software, software.root()}},
                                       {u"SYSTEM", KeyRef{&system, system.root()}}});
     const KeyRef currentUser = user != nullptr ? KeyRef{user, user->root()} : AddOwnKey({});
@@ -80,6 +97,8 @@ OfflineRegistry::OfflineRegistry(Hive& system, std::size_t controlSet, Hive& sof
               {kHkeyCurrentConfig, AddOwnKey({})}};
 }
 
+OfflineRegistry::~OfflineRegistry() = default;
+
 KeyRef OfflineRegistry::AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children) {
     ownKeys_.push_back(OwnKey{std::move(children)});
     return KeyRef{nullptr, ownKeys_.size() - 1};
@@ -90,27 +109,34 @@ OfflineRegistry::NodeCache& OfflineRegistry::Cache(KeyRef& key) {
     return *static_cast<NodeCache*>(key.cache);
 }
 
-Status OfflineRegistry::LoadChildren(KeyRef& key, NodeCache** out) {
+Status OfflineRegistry::LoadChildren(KeyRef& key, std::size_t wanted, NodeCache** out) {
     NodeCache& cache = Cache(key);
     *out = &cache;
-    if (cache.childrenRead) return cache.childrenStatus;
-    cache.childrenRead = true;
-    auto add = [&cache](std::u16string name, KeyRef child) {
-        cache.childNames.push_back(std::move(name));
-        cache.children.push_back(child);
-    };
-    if (key.hive == nullptr) {
-        for (const auto& [name, child] : ownKeys_[key.node].children) add(name, child);
-    } else {
-        hive_h* h = key.hive->handle();
-        hive_node_h* nodes = hivex_node_children(h, key.node);
-        if (nodes == nullptr) return cache.childrenStatus = kErrorBadDb;
-        for (hive_node_h* at = nodes; *at != 0; ++at) {
-            CText name(hivex_node_name(h, *at));
-            // A sub-key whose name can't be read is left out rather than failing its siblings.
-            if (name) add(FromUtf8(name.get()), KeyRef{key.hive, *at});
+    if (!cache.childrenRead) {
+        cache.childrenRead = true;
+        if (key.hive == nullptr) {
+            for (const auto& [name, child] : ownKeys_[key.node].children) {
+                cache.childText.append(name);
+                cache.childEnds.push_back(static_cast<std::uint32_t>(cache.childText.size()));
+                cache.children.push_back(child);
+            }
+            return kErrorSuccess;
         }
-        std::free(nodes);
+        cache.nodes.reset(hivex_node_children(key.hive->handle(), key.node));
+        if (!cache.nodes) return cache.childrenStatus = kErrorBadDb;
+        while (cache.nodes.get()[cache.nodeCount] != 0) ++cache.nodeCount;
+        cache.children.reserve(cache.nodeCount);
+        cache.childEnds.reserve(cache.nodeCount);
+    }
+    if (cache.childrenStatus != kErrorSuccess) return cache.childrenStatus;
+    while (cache.children.size() < wanted && cache.nodesNamed < cache.nodeCount) {
+        const hive_node_h node = cache.nodes.get()[cache.nodesNamed++];
+        CText name(hivex_node_name(key.hive->handle(), node));
+        // A sub-key whose name can't be read is left out rather than failing its siblings.
+        if (!name) continue;
+        AppendUtf8(name.get(), &cache.childText);
+        cache.childEnds.push_back(static_cast<std::uint32_t>(cache.childText.size()));
+        cache.children.push_back(KeyRef{key.hive, node});
     }
     return kErrorSuccess;
 }
@@ -150,7 +176,27 @@ Status OfflineRegistry::Resolve(RegKey key, KeyRef** ref, std::uint32_t* access)
 }
 
 Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* found) {
-    for (const std::u16string& piece : SplitPath(subKey)) {
+    const KeyRef start = from;
+    std::size_t at = 0;
+    const std::u16string& known = lastWalk_.parentPath;
+    if (!known.empty() && lastWalk_.from.hive == from.hive && lastWalk_.from.node == from.node &&
+        subKey.size() > known.size() && subKey.substr(0, known.size()) == known) {
+        from = lastWalk_.parentFound;
+        at = known.size();
+    }
+    // The key before the last piece, and where the last piece starts in subKey.
+    KeyRef parent = from;
+    std::size_t lastPiece = at;
+    while (at < subKey.size()) {
+        if (subKey[at] == u'\\') {
+            ++at;
+            continue;
+        }
+        const std::size_t end = std::min(subKey.find(u'\\', at), subKey.size());
+        const std::u16string_view piece = subKey.substr(at, end - at);
+        parent = from;
+        lastPiece = at;
+        at = end;
         // CurrentControlSet is a link the running system keeps; offline it is Select\Current.
         if (from.hive == &system_ && from.node == system_.root() &&
             EqualNoCase(piece, u"CurrentControlSet")) {
@@ -159,58 +205,98 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
         }
         // A key with few sub-keys is searched by the hive library itself, which compares plain
         // ASCII names the same way; listing it would cost more than the one search.
-        if (from.hive != nullptr && IsAscii(piece) &&
-            hivex_node_nr_children(from.hive->handle(), from.node) <= kIndexedChildren) {
+        if (from.hive != nullptr &&
+            hivex_node_nr_children(from.hive->handle(), from.node) <= kIndexedChildren &&
+            IsAscii(piece)) {
             const std::string ascii(piece.begin(), piece.end());
             errno = 0;
             const hive_node_h child =
                 hivex_node_get_child(from.hive->handle(), from.node, ascii.c_str());
-            if (child == 0) return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
+            if (child == 0) return LibraryFailure();
             from = KeyRef{from.hive, child};
             continue;
         }
-        NodeCache* cache = nullptr;
-        if (Status s = LoadChildren(from, &cache); s != kErrorSuccess) return s;
-        std::size_t index = cache->childNames.size();
-        if (cache->lastEnumerated < index &&
-            EqualNoCase(cache->childNames[cache->lastEnumerated], piece)) {
-            index = cache->lastEnumerated;
-        } else if (cache->childNames.size() > kIndexedChildren) {
-            if (!cache->indexed) {
-                cache->indexed = true;
-                cache->childByName.reserve(cache->childNames.size());
-                for (std::size_t i = 0; i < cache->childNames.size(); ++i)
-                    cache->childByName.emplace(Fold(cache->childNames[i]), i);
-            }
-            auto it = cache->childByName.find(Fold(piece));
-            if (it != cache->childByName.end()) index = it->second;
-        } else {
-            for (std::size_t i = 0;
-                 i < cache->childNames.size() && index == cache->childNames.size(); ++i)
-                if (EqualNoCase(cache->childNames[i], piece)) index = i;
-        }
-        if (index == cache->childNames.size()) return kErrorFileNotFound;
-        from = cache->children[index];
+        const KeyRef* child = nullptr;
+        if (Status s = FindChild(from, piece, &child); s != kErrorSuccess) return s;
+        from = *child;
+    }
+    // The hives don't change, so the same path from the same key leads to the same key.
+    if (lastPiece > 0) {
+        lastWalk_.from = start;
+        lastWalk_.parentPath.assign(subKey.substr(0, lastPiece));
+        lastWalk_.parentFound = parent;
     }
     *found = from;
+    return kErrorSuccess;
+}
+
+Status OfflineRegistry::FindChild(KeyRef& key, std::u16string_view name, const KeyRef** child) {
+    NodeCache* cache = nullptr;
+    if (Status s = LoadChildren(key, 0, &cache); s != kErrorSuccess) return s;
+    if (cache->lastEnumerated < cache->children.size() &&
+        EqualNoCase(cache->ChildName(cache->lastEnumerated), name)) {
+        *child = &cache->children[cache->lastEnumerated];
+        return kErrorSuccess;
+    }
+    LoadChildren(key, SIZE_MAX, &cache);
+    const std::size_t count = cache->children.size();
+    std::size_t index = count;
+    if (count > kIndexedChildren) {
+        if (!cache->indexed) {
+            cache->indexed = true;
+            cache->childByName.reserve(count);
+            for (std::size_t i = 0; i < count; ++i)
+                cache->childByName.emplace(Fold(cache->ChildName(i)), i);
+        }
+        auto it = cache->childByName.find(Fold(name));
+        if (it != cache->childByName.end()) index = it->second;
+    } else {
+        for (std::size_t i = 0; i < count && index == count; ++i)
+            if (EqualNoCase(cache->ChildName(i), name)) index = i;
+    }
+    if (index == count) return kErrorFileNotFound;
+    *child = &cache->children[index];
     return kErrorSuccess;
 }
 
 Status OfflineRegistry::FindValue(KeyRef& key, std::u16string_view name, std::size_t* value) {
     // Plain ASCII names are looked up by the hive library directly, which compares them the
     // same way and spares listing the key's values; other names need the folding below.
-    if (key.hive != nullptr && IsAscii(name)) {
-        const std::string ascii(name.begin(), name.end());
-        errno = 0;
-        *value = hivex_node_get_value(key.hive->handle(), key.node, ascii.c_str());
-        if (*value != 0) return kErrorSuccess;
-        return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
-    }
+    if (key.hive != nullptr && IsAscii(name))
+        return FindAsciiValue(key, std::string(name.begin(), name.end()).c_str(), value);
     NodeCache* cache = nullptr;
     if (Status s = LoadValues(key, &cache); s != kErrorSuccess) return s;
     for (std::size_t i = 0; i < cache->valueNames.size(); ++i) {
         if (EqualNoCase(cache->valueNames[i], name)) {
             *value = cache->values[i];
+            return kErrorSuccess;
+        }
+    }
+    return kErrorFileNotFound;
+}
+
+// Answers as the library's own lookup does (the first value in the hive's order whose name
+// matches, an unreadable name before it fails the lookup), converting each name once per key.
+Status OfflineRegistry::FindAsciiValue(const KeyRef& key, const char* name, std::size_t* value) {
+    hive_h* h = key.hive->handle();
+    ValueList& list = *lastValues_;
+    if (list.hive != key.hive || list.node != key.node || !list.values) {
+        list.names.clear();
+        list.hive = key.hive;
+        list.node = key.node;
+        errno = 0;
+        list.values.reset(hivex_node_values(h, key.node));
+        if (!list.values) return LibraryFailure();
+    }
+    for (std::size_t i = 0; list.values.get()[i] != 0; ++i) {
+        if (i == list.names.size()) {
+            errno = 0;
+            CText read(hivex_value_key(h, list.values.get()[i]));
+            if (!read) return LibraryFailure();
+            list.names.push_back(std::move(read));
+        }
+        if (strcasecmp(list.names[i].get(), name) == 0) {
+            *value = list.values.get()[i];
             return kErrorSuccess;
         }
     }
@@ -332,10 +418,10 @@ Status OfflineRegistry::EnumKey(RegKey key, std::uint32_t index, char16_t* name,
     if (!(access & kKeyEnumerateSubKeys)) return kErrorAccessDenied;
     if (name == nullptr || nameChars == nullptr) return kErrorInvalidParameter;
     NodeCache* cache = nullptr;
-    if (Status s = LoadChildren(*ref, &cache); s != kErrorSuccess) return s;
-    if (index >= cache->childNames.size()) return kErrorNoMoreItems;
+    if (Status s = LoadChildren(*ref, std::size_t{index} + 1, &cache); s != kErrorSuccess) return s;
+    if (index >= cache->children.size()) return kErrorNoMoreItems;
     cache->lastEnumerated = index;
-    const std::u16string& childName = cache->childNames[index];
+    const std::u16string_view childName = cache->ChildName(index);
     if (childName.size() >= *nameChars) return kErrorMoreData;
     std::memcpy(name, childName.data(), childName.size() * sizeof(char16_t));
     name[childName.size()] = 0;

@@ -1,5 +1,7 @@
 #include "platform/offline/offline_text.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 namespace platform::offline {
@@ -13,8 +15,26 @@ char16_t FoldChar(char16_t c) {
 
 std::u16string FromUtf8(std::string_view text) {
     std::u16string out;
-    out.reserve(text.size());
+    AppendUtf8(text, &out);
+    return out;
+}
+
+void AppendUtf8(std::string_view text, std::u16string* to) {
+    std::u16string& out = *to;
+    out.reserve(out.size() + text.size());
     for (std::size_t i = 0; i < text.size();) {
+        // Hive names are nearly always ASCII: a run of it is widened in one go.
+        std::size_t ascii = i;
+        while (ascii < text.size() && static_cast<unsigned char>(text[ascii]) < 0x80) ++ascii;
+        if (ascii > i) {
+            const std::size_t at = out.size();
+            out.resize(at + (ascii - i));
+            std::copy(text.begin() + static_cast<std::ptrdiff_t>(i),
+                      text.begin() + static_cast<std::ptrdiff_t>(ascii),
+                      out.begin() + static_cast<std::ptrdiff_t>(at));
+            i = ascii;
+            continue;
+        }
         const auto lead = static_cast<unsigned char>(text[i]);
         const int extra = lead < 0x80    ? 0
                           : lead >= 0xF0 ? 3
@@ -45,7 +65,6 @@ std::u16string FromUtf8(std::string_view text) {
             out += static_cast<char16_t>(cp);
         }
     }
-    return out;
 }
 
 std::string ToUtf8(std::u16string_view text) {
@@ -88,7 +107,7 @@ std::u16string Fold(std::u16string_view text) {
 bool EqualNoCase(std::u16string_view a, std::u16string_view b) {
     if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (FoldChar(a[i]) != FoldChar(b[i])) return false;
+        if (a[i] != b[i] && FoldChar(a[i]) != FoldChar(b[i])) return false;
     return true;
 }
 
