@@ -40,8 +40,14 @@ struct RawType {
     }
 };
 
-bool IsAscii(std::u16string_view name) {
-    return std::all_of(name.begin(), name.end(), [](char16_t c) { return c != 0 && c < 0x80; });
+// The name as the hive library takes it, when it is plain ASCII without NULs.
+bool ToAscii(std::u16string_view name, std::string* ascii) {
+    ascii->resize(name.size());
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        if (name[i] == 0 || name[i] >= 0x80) return false;
+        (*ascii)[i] = static_cast<char>(name[i]);
+    }
+    return true;
 }
 
 // What the hive library's last failed call means: an unreadable hive, or nothing there.
@@ -161,6 +167,12 @@ Status OfflineRegistry::LoadValues(KeyRef& key, NodeCache** out) {
 }
 
 Status OfflineRegistry::Resolve(RegKey key, KeyRef** ref, std::uint32_t* access) {
+    // Calls come in runs on one open key.
+    if (key == lastKey_ && key != nullptr) {
+        *ref = &lastHandle_->key;
+        *access = lastHandle_->access;
+        return kErrorSuccess;
+    }
     for (auto& [root, rootRef] : roots_) {
         if (root == key) {
             *ref = &rootRef;
@@ -170,6 +182,8 @@ Status OfflineRegistry::Resolve(RegKey key, KeyRef** ref, std::uint32_t* access)
     }
     auto it = handles_.find(reinterpret_cast<std::uintptr_t>(key));
     if (it == handles_.end()) return kErrorInvalidHandle;
+    lastKey_ = key;
+    lastHandle_ = &it->second;
     *ref = &it->second.key;
     *access = it->second.access;
     return kErrorSuccess;
@@ -180,7 +194,8 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
     std::size_t at = 0;
     const std::u16string& known = lastWalk_.parentPath;
     if (!known.empty() && lastWalk_.from.hive == from.hive && lastWalk_.from.node == from.node &&
-        subKey.size() > known.size() && subKey.substr(0, known.size()) == known) {
+        subKey.size() > known.size() &&
+        std::memcmp(subKey.data(), known.data(), known.size() * sizeof(char16_t)) == 0) {
         from = lastWalk_.parentFound;
         at = known.size();
     }
@@ -207,11 +222,10 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
         // ASCII names the same way; listing it would cost more than the one search.
         if (from.hive != nullptr &&
             hivex_node_nr_children(from.hive->handle(), from.node) <= kIndexedChildren &&
-            IsAscii(piece)) {
-            const std::string ascii(piece.begin(), piece.end());
+            ToAscii(piece, &ascii_)) {
             errno = 0;
             const hive_node_h child =
-                hivex_node_get_child(from.hive->handle(), from.node, ascii.c_str());
+                hivex_node_get_child(from.hive->handle(), from.node, ascii_.c_str());
             if (child == 0) return LibraryFailure();
             from = KeyRef{from.hive, child};
             continue;
@@ -262,8 +276,7 @@ Status OfflineRegistry::FindChild(KeyRef& key, std::u16string_view name, const K
 Status OfflineRegistry::FindValue(KeyRef& key, std::u16string_view name, std::size_t* value) {
     // Plain ASCII names are looked up by the hive library directly, which compares them the
     // same way and spares listing the key's values; other names need the folding below.
-    if (key.hive != nullptr && IsAscii(name))
-        return FindAsciiValue(key, std::string(name.begin(), name.end()).c_str(), value);
+    if (key.hive != nullptr && ToAscii(name, &ascii_)) return FindAsciiValue(key, ascii_, value);
     NodeCache* cache = nullptr;
     if (Status s = LoadValues(key, &cache); s != kErrorSuccess) return s;
     for (std::size_t i = 0; i < cache->valueNames.size(); ++i) {
@@ -277,7 +290,8 @@ Status OfflineRegistry::FindValue(KeyRef& key, std::u16string_view name, std::si
 
 // Answers as the library's own lookup does (the first value in the hive's order whose name
 // matches, an unreadable name before it fails the lookup), converting each name once per key.
-Status OfflineRegistry::FindAsciiValue(const KeyRef& key, const char* name, std::size_t* value) {
+Status OfflineRegistry::FindAsciiValue(const KeyRef& key, const std::string& name,
+                                       std::size_t* value) {
     hive_h* h = key.hive->handle();
     ValueList& list = *lastValues_;
     if (list.hive != key.hive || list.node != key.node || !list.values) {
@@ -295,7 +309,7 @@ Status OfflineRegistry::FindAsciiValue(const KeyRef& key, const char* name, std:
             if (!read) return LibraryFailure();
             list.names.push_back(std::move(read));
         }
-        if (strcasecmp(list.names[i].get(), name) == 0) {
+        if (strcasecmp(list.names[i].get(), name.c_str()) == 0) {
             *value = list.values.get()[i];
             return kErrorSuccess;
         }
@@ -322,7 +336,15 @@ Status OfflineRegistry::OpenKey(RegKey parent, const char16_t* subKey, std::uint
     if (access & kWriteRights) return kErrorAccessDenied;
     const std::uintptr_t value = nextHandle_;
     nextHandle_ += 4;
-    handles_[value] = Handle{found, access};
+    if (spareHandles_.empty()) {
+        handles_.emplace(value, Handle{found, access});
+    } else {
+        Handles::node_type entry = std::move(spareHandles_.back());
+        spareHandles_.pop_back();
+        entry.key() = value;
+        entry.mapped() = Handle{found, access};
+        handles_.insert(std::move(entry));
+    }
     *result = reinterpret_cast<RegKey>(value);
     return kErrorSuccess;
 }
@@ -336,8 +358,11 @@ Status OfflineRegistry::CloseKey(RegKey key) {
     std::lock_guard lock(mutex_);
     for (const auto& [root, ref] : roots_)
         if (root == key) return kErrorSuccess;
-    return handles_.erase(reinterpret_cast<std::uintptr_t>(key)) == 1 ? kErrorSuccess
-                                                                      : kErrorInvalidHandle;
+    Handles::node_type entry = handles_.extract(reinterpret_cast<std::uintptr_t>(key));
+    if (entry.empty()) return kErrorInvalidHandle;
+    if (key == lastKey_) lastKey_ = nullptr;
+    if (spareHandles_.size() < 64) spareHandles_.push_back(std::move(entry));
+    return kErrorSuccess;
 }
 
 Status OfflineRegistry::QueryValue(RegKey key, const char16_t* name, std::uint32_t* type,

@@ -135,7 +135,7 @@ class OfflineRegistry : public Registry {
     Status Walk(KeyRef from, std::u16string_view subKey, KeyRef* found);
     Status FindChild(KeyRef& key, std::u16string_view name, const KeyRef** child);
     Status FindValue(KeyRef& key, std::u16string_view name, std::size_t* value);
-    Status FindAsciiValue(const KeyRef& key, const char* name, std::size_t* value);
+    Status FindAsciiValue(const KeyRef& key, const std::string& name, std::size_t* value);
     KeyRef AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children);
 
     std::mutex mutex_;
@@ -150,7 +150,13 @@ class OfflineRegistry : public Registry {
         }
     };
     std::unordered_map<std::pair<const Hive*, std::size_t>, NodeCache, CacheKeyHash> caches_;
-    std::unordered_map<std::uintptr_t, Handle> handles_;
+    using Handles = std::unordered_map<std::uintptr_t, Handle>;
+    Handles handles_;
+    // Entries of closed handles, reused by the next opens: a walk opens and closes keys by the
+    // hundred thousand.
+    std::vector<Handles::node_type> spareHandles_;
+    RegKey lastKey_ = nullptr;
+    Handle* lastHandle_ = nullptr;
     std::uintptr_t nextHandle_ = 0x1000;
     // The walk last made: from a key, the path up to its last backslash led to parentFound.
     // A caller that opens the sub-keys of one key by full path repeats that path every time.
@@ -162,6 +168,8 @@ class OfflineRegistry : public Registry {
     // The values of the key a lookup by name read last, with the names converted so far.
     struct ValueList;
     std::unique_ptr<ValueList> lastValues_;
+    // A name for the hive library, kept so that each call doesn't allocate one.
+    std::string ascii_;
 };
 
 }  // namespace platform::offline

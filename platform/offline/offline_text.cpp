@@ -1,8 +1,8 @@
 #include "platform/offline/offline_text.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace platform::offline {
 namespace {
@@ -21,20 +21,18 @@ std::u16string FromUtf8(std::string_view text) {
 
 void AppendUtf8(std::string_view text, std::u16string* to) {
     std::u16string& out = *to;
-    out.reserve(out.size() + text.size());
-    for (std::size_t i = 0; i < text.size();) {
-        // Hive names are nearly always ASCII: a run of it is widened in one go.
-        std::size_t ascii = i;
-        while (ascii < text.size() && static_cast<unsigned char>(text[ascii]) < 0x80) ++ascii;
-        if (ascii > i) {
-            const std::size_t at = out.size();
-            out.resize(at + (ascii - i));
-            std::copy(text.begin() + static_cast<std::ptrdiff_t>(i),
-                      text.begin() + static_cast<std::ptrdiff_t>(ascii),
-                      out.begin() + static_cast<std::ptrdiff_t>(at));
-            i = ascii;
-            continue;
-        }
+    // Hive names are nearly always ASCII, widened one to one in a single pass; the rest of
+    // a name from its first other byte is decoded below.
+    const std::size_t start = out.size();
+    out.resize(start + text.size());
+    char16_t* const widened = out.data() + start;
+    const char* const bytes = text.data();
+    std::size_t i = 0;
+    for (; i < text.size() && static_cast<unsigned char>(bytes[i]) < 0x80; ++i)
+        widened[i] = static_cast<char16_t>(bytes[i]);
+    if (i == text.size()) return;
+    out.resize(start + i);
+    while (i < text.size()) {
         const auto lead = static_cast<unsigned char>(text[i]);
         const int extra = lead < 0x80    ? 0
                           : lead >= 0xF0 ? 3
@@ -106,6 +104,7 @@ std::u16string Fold(std::u16string_view text) {
 
 bool EqualNoCase(std::u16string_view a, std::u16string_view b) {
     if (a.size() != b.size()) return false;
+    if (std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) return true;
     for (std::size_t i = 0; i < a.size(); ++i)
         if (a[i] != b[i] && FoldChar(a[i]) != FoldChar(b[i])) return false;
     return true;

@@ -137,8 +137,7 @@ TEST_F(OfflineMachineTest, RegistryAnswersAsTheMemoryMachineWithTheSameContents)
     EXPECT_EQ(offline->registry().OpenKey(
                   kHkeyLocalMachine, u"SYSTEM\\CurrentControlSet\\Services\\Stale", kKeyRead, &key),
               kErrorFileNotFound);
-    // Handles are checked as the system checks them.
-    EXPECT_EQ(offline->registry().CloseKey(reinterpret_cast<RegKey>(0x1234)), kErrorInvalidHandle);
+    // Handles are checked as the system checks them, also right after their last use.
     ASSERT_EQ(
         offline->registry().OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyEnumerateSubKeys, &key),
         kErrorSuccess);
@@ -146,6 +145,7 @@ TEST_F(OfflineMachineTest, RegistryAnswersAsTheMemoryMachineWithTheSameContents)
     EXPECT_EQ(offline->registry().QueryValue(key, u"x", nullptr, nullptr, &size),
               kErrorAccessDenied);
     EXPECT_EQ(offline->registry().CloseKey(key), kErrorSuccess);
+    EXPECT_EQ(offline->registry().EnumKey(key, 0, nullptr, nullptr), kErrorInvalidHandle);
     EXPECT_EQ(offline->registry().CloseKey(key), kErrorInvalidHandle);
 }
 
