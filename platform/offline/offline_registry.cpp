@@ -50,6 +50,16 @@ bool ToAscii(std::u16string_view name, std::string* ascii) {
     return true;
 }
 
+// The same for a name that a NUL ends (none is the empty name), in one pass.
+bool ToAscii(const char16_t* name, std::string* ascii) {
+    ascii->clear();
+    for (const char16_t* at = name; at != nullptr && *at != 0; ++at) {
+        if (*at >= 0x80) return false;
+        ascii->push_back(static_cast<char>(*at));
+    }
+    return true;
+}
+
 // What the hive library's last failed call means: an unreadable hive, or nothing there.
 Status LibraryFailure() {
     return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
@@ -374,7 +384,10 @@ Status OfflineRegistry::QueryValue(RegKey key, const char16_t* name, std::uint32
     if (!(access & kKeyQueryValue)) return kErrorAccessDenied;
     if (data != nullptr && dataBytes == nullptr) return kErrorInvalidParameter;
     std::size_t value = 0;
-    if (Status s = FindValue(*ref, WideView(name), &value); s != kErrorSuccess) return s;
+    const Status found = ref->hive != nullptr && ToAscii(name, &ascii_)
+                             ? FindAsciiValue(*ref, ascii_, &value)
+                             : FindValue(*ref, WideView(name), &value);
+    if (found != kErrorSuccess) return found;
     hive_h* h = ref->hive->handle();
     RawType t;
     std::size_t length = 0;

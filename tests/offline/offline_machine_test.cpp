@@ -62,7 +62,7 @@ void Dump(Registry& registry, RegKey parent, const std::u16string& path, std::st
     *out +=
         "missing value " +
         std::to_string(registry.QueryValue(key, u"NoSuchValue", nullptr, nullptr, &missingSize)) +
-        " " + std::to_string(registry.QueryValue(key, u"N\u00C9", nullptr, nullptr, &missingSize)) +
+        " " + std::to_string(registry.QueryValue(key, u"\u00C9", nullptr, nullptr, &missingSize)) +
         "\n";
     std::vector<std::u16string> children;
     for (std::uint32_t index = 0;; ++index) {
