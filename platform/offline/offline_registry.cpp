@@ -42,11 +42,13 @@ struct RawType {
 
 // The name as the hive library takes it, when it is plain ASCII without NULs.
 bool ToAscii(std::u16string_view name, std::string* ascii) {
+    // Checked and copied by loops without an early exit, which the compiler widens.
+    bool plain = true;
+    for (char16_t c : name) plain &= c != 0 && c < 0x80;
+    if (!plain) return false;
     ascii->resize(name.size());
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        if (name[i] == 0 || name[i] >= 0x80) return false;
-        (*ascii)[i] = static_cast<char>(name[i]);
-    }
+    char* const narrow = ascii->data();
+    for (std::size_t i = 0; i < name.size(); ++i) narrow[i] = static_cast<char>(name[i]);
     return true;
 }
 
