@@ -20,6 +20,11 @@ constexpr Status kErrorBadPathname = 161;
 constexpr Status kErrorNoAccess = 998;
 // ERROR_BADDB: what the system says for a hive whose structures don't hold together.
 constexpr Status kErrorBadDb = 1009;
+constexpr Status kErrorNoSystemResources = 1450;
+// Handle values: the first one, and how many keys can be open at once (a power of two, so
+// that a value splits into slot and generation without dividing).
+constexpr std::uintptr_t kFirstHandle = 0x1000;
+constexpr std::size_t kHandleSlots = std::size_t{1} << 22;
 // Rights that would let a handle change the key; an offline hive grants none of them.
 // Keys with more sub-keys than this get a name index; fewer are searched one by one.
 constexpr std::size_t kIndexedChildren = 16;
@@ -179,12 +184,6 @@ Status OfflineRegistry::LoadValues(KeyRef& key, NodeCache** out) {
 }
 
 Status OfflineRegistry::Resolve(RegKey key, KeyRef** ref, std::uint32_t* access) {
-    // Calls come in runs on one open key.
-    if (key == lastKey_ && key != nullptr) {
-        *ref = &lastHandle_->key;
-        *access = lastHandle_->access;
-        return kErrorSuccess;
-    }
     for (auto& [root, rootRef] : roots_) {
         if (root == key) {
             *ref = &rootRef;
@@ -192,13 +191,21 @@ Status OfflineRegistry::Resolve(RegKey key, KeyRef** ref, std::uint32_t* access)
             return kErrorSuccess;
         }
     }
-    auto it = handles_.find(reinterpret_cast<std::uintptr_t>(key));
-    if (it == handles_.end()) return kErrorInvalidHandle;
-    lastKey_ = key;
-    lastHandle_ = &it->second;
-    *ref = &it->second.key;
-    *access = it->second.access;
+    Handle* handle = FindHandle(key);
+    if (handle == nullptr) return kErrorInvalidHandle;
+    *ref = &handle->key;
+    *access = handle->access;
     return kErrorSuccess;
+}
+
+OfflineRegistry::Handle* OfflineRegistry::FindHandle(RegKey key) {
+    const auto value = reinterpret_cast<std::uintptr_t>(key);
+    if (value < kFirstHandle || (value - kFirstHandle) % 4 != 0) return nullptr;
+    const std::uintptr_t number = (value - kFirstHandle) / 4;
+    const std::size_t slot = number & (kHandleSlots - 1);
+    if (slot >= handles_.size() || handles_[slot].generation != number / kHandleSlots)
+        return nullptr;
+    return &handles_[slot];
 }
 
 Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* found) {
@@ -339,25 +346,27 @@ Status OfflineRegistry::OpenKey(RegKey parent, const char16_t* subKey, std::uint
     std::uint32_t parentAccess = 0;
     if (Status s = Resolve(parent, &from, &parentAccess); s != kErrorSuccess) return s;
     const std::u16string_view path = WideView(subKey);
-    if (path.empty() && handles_.count(reinterpret_cast<std::uintptr_t>(parent)) == 0) {
+    if (path.empty() && FindHandle(parent) == nullptr) {
         *result = parent;
         return kErrorSuccess;
     }
     KeyRef found;
     if (Status s = Walk(*from, path, &found); s != kErrorSuccess) return s;
     if (access & kWriteRights) return kErrorAccessDenied;
-    const std::uintptr_t value = nextHandle_;
-    nextHandle_ += 4;
-    if (spareHandles_.empty()) {
-        handles_.emplace(value, Handle{found, access});
+    std::size_t slot = handles_.size();
+    if (!freeSlots_.empty()) {
+        slot = freeSlots_.back();
+        freeSlots_.pop_back();
+    } else if (slot == kHandleSlots) {
+        return kErrorNoSystemResources;
     } else {
-        Handles::node_type entry = std::move(spareHandles_.back());
-        spareHandles_.pop_back();
-        entry.key() = value;
-        entry.mapped() = Handle{found, access};
-        handles_.insert(std::move(entry));
+        handles_.emplace_back();
     }
-    *result = reinterpret_cast<RegKey>(value);
+    Handle& handle = handles_[slot];
+    handle.key = found;
+    handle.access = access;
+    const std::uintptr_t number = std::uintptr_t{handle.generation} * kHandleSlots + slot;
+    *result = reinterpret_cast<RegKey>(kFirstHandle + number * 4);
     return kErrorSuccess;
 }
 
@@ -370,10 +379,10 @@ Status OfflineRegistry::CloseKey(RegKey key) {
     std::lock_guard lock(mutex_);
     for (const auto& [root, ref] : roots_)
         if (root == key) return kErrorSuccess;
-    Handles::node_type entry = handles_.extract(reinterpret_cast<std::uintptr_t>(key));
-    if (entry.empty()) return kErrorInvalidHandle;
-    if (key == lastKey_) lastKey_ = nullptr;
-    if (spareHandles_.size() < 64) spareHandles_.push_back(std::move(entry));
+    Handle* handle = FindHandle(key);
+    if (handle == nullptr) return kErrorInvalidHandle;
+    ++handle->generation;
+    freeSlots_.push_back(static_cast<std::size_t>(handle - handles_.data()));
     return kErrorSuccess;
 }
 

@@ -123,6 +123,9 @@ class OfflineRegistry : public Registry {
     struct Handle {
         KeyRef key;
         std::uint32_t access = 0;
+        // Counts the closes of the slot: a handle names its slot and this, so that a closed
+        // handle is invalid, also when the slot serves another key.
+        std::uint32_t generation = 0;
     };
 
     NodeCache& Cache(KeyRef& key);
@@ -132,6 +135,7 @@ class OfflineRegistry : public Registry {
     Status LoadValues(KeyRef& key, NodeCache** cache);
     // The stored reference of an open handle or root, so that what is learnt of it stays.
     Status Resolve(RegKey key, KeyRef** ref, std::uint32_t* access);
+    Handle* FindHandle(RegKey key);
     Status Walk(KeyRef from, std::u16string_view subKey, KeyRef* found);
     Status FindChild(KeyRef& key, std::u16string_view name, const KeyRef** child);
     Status FindValue(KeyRef& key, std::u16string_view name, std::size_t* value);
@@ -150,14 +154,10 @@ class OfflineRegistry : public Registry {
         }
     };
     std::unordered_map<std::pair<const Hive*, std::size_t>, NodeCache, CacheKeyHash> caches_;
-    using Handles = std::unordered_map<std::uintptr_t, Handle>;
-    Handles handles_;
-    // Entries of closed handles, reused by the next opens: a walk opens and closes keys by the
-    // hundred thousand.
-    std::vector<Handles::node_type> spareHandles_;
-    RegKey lastKey_ = nullptr;
-    Handle* lastHandle_ = nullptr;
-    std::uintptr_t nextHandle_ = 0x1000;
+    // Open keys by slot, the slots of closed ones reused: a walk opens and closes keys by the
+    // hundred thousand, and finding one is then an index instead of a hash.
+    std::vector<Handle> handles_;
+    std::vector<std::size_t> freeSlots_;
     // The walk last made: from a key, the path up to its last backslash led to parentFound.
     // A caller that opens the sub-keys of one key by full path repeats that path every time.
     struct LastWalk {

@@ -137,7 +137,7 @@ TEST_F(OfflineMachineTest, RegistryAnswersAsTheMemoryMachineWithTheSameContents)
     EXPECT_EQ(offline->registry().OpenKey(
                   kHkeyLocalMachine, u"SYSTEM\\CurrentControlSet\\Services\\Stale", kKeyRead, &key),
               kErrorFileNotFound);
-    // Handles are checked as the system checks them, also right after their last use.
+    // Handles are checked as the system checks them, also once another key took a closed one's.
     ASSERT_EQ(
         offline->registry().OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyEnumerateSubKeys, &key),
         kErrorSuccess);
@@ -145,8 +145,11 @@ TEST_F(OfflineMachineTest, RegistryAnswersAsTheMemoryMachineWithTheSameContents)
     EXPECT_EQ(offline->registry().QueryValue(key, u"x", nullptr, nullptr, &size),
               kErrorAccessDenied);
     EXPECT_EQ(offline->registry().CloseKey(key), kErrorSuccess);
-    EXPECT_EQ(offline->registry().EnumKey(key, 0, nullptr, nullptr), kErrorInvalidHandle);
-    EXPECT_EQ(offline->registry().CloseKey(key), kErrorInvalidHandle);
+    const RegKey closed = key;
+    ASSERT_EQ(offline->registry().OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyRead, &key),
+              kErrorSuccess);
+    EXPECT_EQ(offline->registry().EnumKey(closed, 0, nullptr, nullptr), kErrorInvalidHandle);
+    EXPECT_EQ(offline->registry().CloseKey(closed), kErrorInvalidHandle);
 }
 
 TEST_F(OfflineMachineTest, EveryChangeIsRefusedAndTheImageStaysAsItWas) {
