@@ -251,6 +251,7 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
         }
         const KeyRef* child = nullptr;
         if (Status s = FindChild(from, piece, &child); s != kErrorSuccess) return s;
+        parent = from;  // now with its cache, for the next walk that starts from it
         from = *child;
     }
     // The hives don't change, so the same path from the same key leads to the same key.
