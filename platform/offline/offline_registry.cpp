@@ -67,6 +67,22 @@ bool ToAscii(const char16_t* name, std::string* ascii) {
     return true;
 }
 
+// Where the next backslash from `from` is, or the end. The byte search of the C library
+// scans many bytes at a time; a byte 0x5C that is part of another character is passed over.
+std::size_t FindBackslash(std::u16string_view path, std::size_t from) {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(path.data());
+    const std::size_t size = path.size() * sizeof(char16_t);
+    for (std::size_t at = from * sizeof(char16_t); at < size;) {
+        const void* hit = std::memchr(bytes + at, 0x5C, size - at);
+        if (hit == nullptr) break;
+        const auto offset =
+            static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - bytes);
+        if (path[offset / sizeof(char16_t)] == u'\\') return offset / sizeof(char16_t);
+        at = offset + 1;
+    }
+    return path.size();
+}
+
 // What the hive library's last failed call means: an unreadable hive, or nothing there.
 Status LibraryFailure() {
     return errno != 0 && errno != ENOENT ? kErrorBadDb : kErrorFileNotFound;
@@ -226,7 +242,7 @@ Status OfflineRegistry::Walk(KeyRef from, std::u16string_view subKey, KeyRef* fo
             ++at;
             continue;
         }
-        const std::size_t end = std::min(subKey.find(u'\\', at), subKey.size());
+        const std::size_t end = FindBackslash(subKey, at);
         const std::u16string_view piece = subKey.substr(at, end - at);
         parent = from;
         lastPiece = at;
