@@ -6,7 +6,6 @@
 #include <hivex.h>
 #include <strings.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
