@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -57,6 +58,7 @@ class OfflineRegistry : public Registry {
     // holds there). controlSet is the node Select\Current names in the SYSTEM hive.
     OfflineRegistry(Hive& system, std::size_t controlSet, Hive& software, Hive* user,
                     Hive* userClasses);
+    ~OfflineRegistry() override;
 
     Status OpenKey(RegKey parent, const char16_t* subKey, std::uint32_t access,
                    RegKey* result) override;
@@ -94,8 +96,21 @@ class OfflineRegistry : public Registry {
     struct NodeCache {
         bool childrenRead = false;
         Status childrenStatus = kErrorSuccess;
+        // The hive's list of sub-keys, named only as far as callers have asked: a walk by
+        // index then reads each name when it comes to that key, while its record is still
+        // in the processor's cache for opening it, instead of every name first.
+        std::unique_ptr<std::size_t, void (*)(void*)> nodes{nullptr, std::free};
+        std::size_t nodeCount = 0;
+        std::size_t nodesNamed = 0;
         std::vector<KeyRef> children;
-        std::vector<std::u16string> childNames;
+        // The sub-keys' names one after another, each ending where childEnds says: one block
+        // instead of a string each, for keys with tens of thousands of sub-keys.
+        std::u16string childText;
+        std::vector<std::uint32_t> childEnds;
+        std::u16string_view ChildName(std::size_t i) const {
+            const std::uint32_t begin = i == 0 ? 0 : childEnds[i - 1];
+            return std::u16string_view(childText).substr(begin, childEnds[i] - begin);
+        }
         // Folded name -> index; built only for keys with many sub-keys, the others are searched.
         std::unordered_map<std::u16string, std::size_t> childByName;
         bool indexed = false;
@@ -112,18 +127,28 @@ class OfflineRegistry : public Registry {
     struct Handle {
         KeyRef key;
         std::uint32_t access = 0;
+        // Counts the closes of the slot: a handle names its slot and this, so that a closed
+        // handle is invalid, also when the slot serves another key.
+        std::uint32_t generation = 0;
     };
 
     NodeCache& Cache(KeyRef& key);
-    Status LoadChildren(KeyRef& key, NodeCache** cache);
+    // Lists the sub-keys once and names them until `wanted` are known (fewer when the key
+    // has fewer readable ones).
+    Status LoadChildren(KeyRef& key, std::size_t wanted, NodeCache** cache);
     Status LoadValues(KeyRef& key, NodeCache** cache);
     // The stored reference of an open handle or root, so that what is learnt of it stays.
     Status Resolve(RegKey key, KeyRef** ref, std::uint32_t* access);
+    Handle* FindHandle(RegKey key);
     Status Walk(KeyRef from, std::u16string_view subKey, KeyRef* found);
+    Status FindChild(KeyRef& key, std::u16string_view name, const KeyRef** child);
     Status FindValue(KeyRef& key, std::u16string_view name, std::size_t* value);
+    Status FindAsciiValue(const KeyRef& key, const std::string& name, std::size_t* value);
     KeyRef AddOwnKey(std::vector<std::pair<std::u16string, KeyRef>> children);
     // Whether key is the user's Software key with the classes hive below it.
     bool IsUserSoftware(const KeyRef& key) const;
+    // Puts the user's classes hive among the Software key's sub-keys, all of them named.
+    void PlaceUserClasses(NodeCache& cache);
 
     std::mutex mutex_;
     Hive& system_;
@@ -140,8 +165,22 @@ class OfflineRegistry : public Registry {
         }
     };
     std::unordered_map<std::pair<const Hive*, std::size_t>, NodeCache, CacheKeyHash> caches_;
-    std::unordered_map<std::uintptr_t, Handle> handles_;
-    std::uintptr_t nextHandle_ = 0x1000;
+    // Open keys by slot, the slots of closed ones reused: a walk opens and closes keys by the
+    // hundred thousand, and finding one is then an index instead of a hash.
+    std::vector<Handle> handles_;
+    std::vector<std::size_t> freeSlots_;
+    // The walk last made: from a key, the path up to its last backslash led to parentFound.
+    // A caller that opens the sub-keys of one key by full path repeats that path every time.
+    struct LastWalk {
+        KeyRef from;
+        std::u16string parentPath;
+        KeyRef parentFound;
+    } lastWalk_;
+    // The values of the key a lookup by name read last, with the names converted so far.
+    struct ValueList;
+    std::unique_ptr<ValueList> lastValues_;
+    // A name for the hive library, kept so that each call doesn't allocate one.
+    std::string ascii_;
 };
 
 }  // namespace platform::offline

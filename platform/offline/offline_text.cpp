@@ -1,6 +1,8 @@
 #include "platform/offline/offline_text.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace platform::offline {
 namespace {
@@ -13,7 +15,25 @@ char16_t FoldChar(char16_t c) {
 
 std::u16string FromUtf8(std::string_view text) {
     std::u16string out;
-    out.reserve(text.size());
+    AppendUtf8(text, &out);
+    return out;
+}
+
+void AppendUtf8(std::string_view text, std::u16string* to) {
+    std::u16string& out = *to;
+    // Hive names are nearly always ASCII, widened one to one. Both loops run without an
+    // early exit, so that the compiler can do them many bytes at a time.
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+    unsigned char high = 0;
+    for (std::size_t k = 0; k < text.size(); ++k) high |= bytes[k];
+    if (high < 0x80) {
+        const std::size_t start = out.size();
+        out.resize(start + text.size());
+        char16_t* const widened = out.data() + start;
+        for (std::size_t k = 0; k < text.size(); ++k) widened[k] = bytes[k];
+        return;
+    }
+    out.reserve(out.size() + text.size());
     for (std::size_t i = 0; i < text.size();) {
         const auto lead = static_cast<unsigned char>(text[i]);
         const int extra = lead < 0x80    ? 0
@@ -45,7 +65,6 @@ std::u16string FromUtf8(std::string_view text) {
             out += static_cast<char16_t>(cp);
         }
     }
-    return out;
 }
 
 std::string ToUtf8(std::u16string_view text) {
@@ -87,8 +106,9 @@ std::u16string Fold(std::u16string_view text) {
 
 bool EqualNoCase(std::u16string_view a, std::u16string_view b) {
     if (a.size() != b.size()) return false;
+    if (std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) return true;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (FoldChar(a[i]) != FoldChar(b[i])) return false;
+        if (a[i] != b[i] && FoldChar(a[i]) != FoldChar(b[i])) return false;
     return true;
 }
 

@@ -9,6 +9,7 @@
 namespace platform::offline {
 
 std::u16string FromUtf8(std::string_view text);
+void AppendUtf8(std::string_view text, std::u16string* to);
 std::string ToUtf8(std::u16string_view text);
 
 // Upper case for name comparison (ASCII and Latin-1; other characters compare as they are).

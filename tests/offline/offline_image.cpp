@@ -111,7 +111,7 @@ ImageContents StandardContents() {
     software.Key(sw + "\\Classes\\CLSID\\{00000000-0000-0000-0000-000000000001}\\InprocServer32")
         .Sz("", "C:\\Program Files\\App\\app.exe")
         .Sz("ThreadingModel", "Both");
-    software.Key(sw + "\\Classes\\txtfile\\shell\\open\\command")
+    software.Key(sw + "\\Classes\\txtfil\xC5\x9C\\shell\\open\\command")
         .ExpandSz("", "%SystemRoot%\\system32\\NOTEPAD.EXE %1");
     software.Key(sw + "\\Microsoft\\Windows NT\\CurrentVersion")
         .Dword("CurrentMajorVersionNumber", 10)

@@ -62,7 +62,7 @@ void Dump(Registry& registry, RegKey parent, const std::u16string& path, std::st
     *out +=
         "missing value " +
         std::to_string(registry.QueryValue(key, u"NoSuchValue", nullptr, nullptr, &missingSize)) +
-        " " + std::to_string(registry.QueryValue(key, u"N\u00C9", nullptr, nullptr, &missingSize)) +
+        " " + std::to_string(registry.QueryValue(key, u"\u00C9", nullptr, nullptr, &missingSize)) +
         "\n";
     std::vector<std::u16string> children;
     for (std::uint32_t index = 0;; ++index) {
@@ -134,20 +134,20 @@ TEST_F(OfflineMachineTest, RegistryAnswersAsTheMemoryMachineWithTheSameContents)
                              "open \\SOFTWARE 161", "open SOFTWARE\\Nowhere 2"})
         EXPECT_NE(all.find(seen), std::string::npos) << seen;
     // The stale control set is not the current one.
+    Registry& registry = offline->registry();
     RegKey key = nullptr;
-    EXPECT_EQ(offline->registry().OpenKey(
-                  kHkeyLocalMachine, u"SYSTEM\\CurrentControlSet\\Services\\Stale", kKeyRead, &key),
+    EXPECT_EQ(registry.OpenKey(kHkeyLocalMachine, u"SYSTEM\\CurrentControlSet\\Services\\Stale",
+                               kKeyRead, &key),
               kErrorFileNotFound);
-    // Handles are checked as the system checks them.
-    EXPECT_EQ(offline->registry().CloseKey(reinterpret_cast<RegKey>(0x1234)), kErrorInvalidHandle);
-    ASSERT_EQ(
-        offline->registry().OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyEnumerateSubKeys, &key),
-        kErrorSuccess);
-    std::uint32_t size = 0;
-    EXPECT_EQ(offline->registry().QueryValue(key, u"x", nullptr, nullptr, &size),
-              kErrorAccessDenied);
-    EXPECT_EQ(offline->registry().CloseKey(key), kErrorSuccess);
-    EXPECT_EQ(offline->registry().CloseKey(key), kErrorInvalidHandle);
+    // Handles are checked as the system checks them, also once another key took a closed one's.
+    ASSERT_EQ(registry.OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyEnumerateSubKeys, &key),
+              kErrorSuccess);
+    EXPECT_EQ(registry.QueryValue(key, u"x", nullptr, nullptr, nullptr), kErrorAccessDenied);
+    EXPECT_EQ(registry.CloseKey(key), kErrorSuccess);
+    const RegKey closed = key;
+    ASSERT_EQ(registry.OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyRead, &key), kErrorSuccess);
+    EXPECT_EQ(registry.EnumKey(closed, 0, nullptr, nullptr), kErrorInvalidHandle);
+    EXPECT_EQ(registry.CloseKey(closed), kErrorInvalidHandle);
 }
 
 TEST_F(OfflineMachineTest, EveryChangeIsRefusedAndTheImageStaysAsItWas) {
