@@ -383,7 +383,7 @@ class PageRig {
         const std::pair<std::uint32_t, const char16_t*> texts[] = {
             {22483, u"Vistrel"}, {22484, u"The action failed."}, {22485, u"enumeration failed"},
             {22488, u"access denied"}, {22490, u"access denied, elevation required"},
-            {23000, u"Refresh"}, {23001, u"Go to"}, {23002, u"Remove"}, {23003, u"Restore"},
+            {23000, u"Refresh"}, {23001, u"Go to"}, {23002, u"Remove"},
             {30000, u"Run"}, {30001, u"Run keys of the user"}, {30010, u"Services"},
             {30020, u"Processes"}, {31000, u"File"}, {31001, u"Company"}, {31002, u"Signed"},
             {31003, u"yes"}};
@@ -471,6 +471,16 @@ class ConsoleTest : public ::testing::Test, public PageRig {
     void Open() {
         ASSERT_TRUE(CreatePage());
         ASSERT_TRUE(ShowAndFill());
+    }
+    // The page shown over a category "Run" that keeps its population in flight until released.
+    FakeSource* ShowSlow() {
+        auto source = MakeCategory(30000, {u"first"});
+        source->slow = true;
+        FakeSource* slow = AddTop(std::move(source));
+        EXPECT_TRUE(CreatePage());
+        dialog->ShowWindow(platform::kSwShow);
+        EXPECT_TRUE(WaitFor([&] { return slow->entered.load(); }));
+        return slow;
     }
     TreeNode Node(const std::u16string& label) {
         TreeNode node = view->Find(label);

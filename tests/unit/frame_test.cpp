@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "frame/plugin_entry.h"
-#include "libs/talutils/text_utils.h"
 #include "tests/unit/console_test_support.h"
 
 namespace {
@@ -152,15 +151,14 @@ TEST_F(FrameTest, AFailedAllocationReachesTheHostAsAStatus) {
 }
 
 TEST_F(FrameTest, PageLifecycleDrivesTheWindowInOrderAndRenamesThePage) {
-    const std::string name32 = "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345";
-    machine.AddFile(u"C:\\Host\\Lang\\l_vistrel.ini", "[LangSupport]\nIDS_PLUGIN_NAME=" + name32);
+    machine.AddFile(u"C:\\Host\\Lang\\l_vistrel.ini", "[LangSupport]\nIDS_PLUGIN_NAME=Pages");
     ASSERT_EQ(Initialise(), 1u);
     EXPECT_EQ(ProcessData(vistrel::kCommandShowPage, 0), 1u);  // no window yet: nothing
     EXPECT_TRUE(g_windowCalls.empty());
 
     EXPECT_EQ(CreatePage(reinterpret_cast<void*>(0x4242)),
               reinterpret_cast<std::uintptr_t>(g_dialog));
-    EXPECT_EQ(std::u16string(g_descriptor.name), talutils::FromUtf8(name32.substr(0, 31)));
+    EXPECT_EQ(std::u16string(g_descriptor.name), u"Pages");
     EXPECT_EQ(ProcessData(vistrel::kCommandShowPage, 0), 1u);
     EXPECT_EQ(ProcessData(vistrel::kCommandHidePage, 0), 1u);
     EXPECT_EQ(ProcessData(vistrel::kCommandDestroyPage, 0), 1u);
