@@ -161,20 +161,15 @@ TEST_F(OfflineMachineTest, EveryChangeIsRefusedAndTheImageStaysAsItWas) {
                          kKeyRead, &run),
         kErrorSuccess);
     const std::uint32_t one = 1;
+    RegKey key = nullptr;
     const struct {
         const char* what;
         std::function<Status()> call;
     } writes[] = {
         {"open for writing",
-         [&] {
-             RegKey key = nullptr;
-             return registry.OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyAllAccess, &key);
-         }},
+         [&] { return registry.OpenKey(kHkeyLocalMachine, u"SOFTWARE", kKeyAllAccess, &key); }},
         {"create",
-         [&] {
-             RegKey key = nullptr;
-             return registry.CreateKey(kHkeyLocalMachine, u"SOFTWARE\\New", kKeyRead, &key);
-         }},
+         [&] { return registry.CreateKey(kHkeyLocalMachine, u"SOFTWARE\\New", kKeyRead, &key); }},
         {"set", [&] { return registry.SetValue(run, u"App", kRegDword, &one, 4); }},
         {"delete value", [&] { return registry.DeleteValue(run, u"App"); }},
         {"delete tree",
@@ -380,10 +375,11 @@ TEST_F(BrokenImageTest, BadInputGivesAClearMessageAndNoMachine) {
          "", "not a SOFTWARE hive"},
         {"current control set missing",
          [&](const std::string& r) {
-             RegText system;
-             system.Key("HKEY_LOCAL_MACHINE\\SYSTEM\\Select").Dword("Current", 3);
-             system.Key("HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet001");
-             WriteHive(r + config + "SYSTEM", system.text(), "HKEY_LOCAL_MACHINE\\SYSTEM");
+             WriteHive(r + config + "SYSTEM",
+                       "Windows Registry Editor Version 5.00\n"
+                       "[HKEY_LOCAL_MACHINE\\SYSTEM\\Select]\n\"Current\"=dword:00000003\n\n"
+                       "[HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet001]\n",
+                       "HKEY_LOCAL_MACHINE\\SYSTEM");
          },
          "", "not a SYSTEM hive"},
         {"user without a profile", [](const std::string&) {}, "bob", "the user bob has no profile"},
