@@ -151,6 +151,8 @@ TEST(VersionBlockReader, RefusesBlocksThatAreNotVersionBlocks) {
         const char16_t* query;
         bool found;
     } cases[] = {
+        // A node of a type other than binary or text is refused.
+        {4, std::string(1, '\2'), u"\\", false},
         // A root without the signature is refused; the rest of the block is still readable.
         {signature, std::string(1, '\0'), u"\\", false},
         {signature, std::string(1, '\0'), u"\\VarFileInfo\\Translation", true},
