@@ -158,6 +158,8 @@ TEST(VersionBlockReader, RefusesBlocksThatAreNotVersionBlocks) {
         {signature, std::string(1, '\0'), u"\\VarFileInfo\\Translation", true},
         // A child that claims to reach past its parent ends the search.
         {stringFileInfo, "\xFF\x7F", u"\\VarFileInfo\\Translation", false},
+        // A text counts characters: twice as many bytes must fit in the node.
+        {type - 2, "\x14", u"\\StringFileInfo\\040904B0\\CompanyName", false},
         // A string stored as binary would have its length taken as characters, reaching past it.
         {type, std::string(1, '\0'), u"\\StringFileInfo\\040904B0\\CompanyName", false},
         {type, std::string(1, '\0'), u"\\StringFileInfo\\040904B0\\FileDescription", true},
