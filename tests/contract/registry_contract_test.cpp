@@ -332,52 +332,32 @@ TEST_P(RegistryContract, ClassesRootIsTheMachinesClassesKey) {
         ~Removed() { registry.DeleteTree(kHkeyLocalMachine, path.c_str()); }
     } removed{registry(), machinePath};
 
-    // Written through one root, read and deleted through the other.
-    const struct {
-        RegKey writeRoot;
-        std::u16string writePath;
-        RegKey readRoot;
-        std::u16string readPath;
-    } cases[] = {
-        {kHkeyLocalMachine, machinePath + u"\\ViaMachine", kHkeyClassesRoot,
-         unique + u"\\ViaMachine"},
-        {kHkeyClassesRoot, unique + u"\\ViaClasses", kHkeyLocalMachine,
-         machinePath + u"\\ViaClasses"},
+    // Written through one root, read, listed and deleted through the other.
+    const auto write = [&](RegKey root, const std::u16string& path) {
+        RegKey key = nullptr;
+        ASSERT_EQ(registry().CreateKey(root, path.c_str(), kKeyAllAccess, &key), kErrorSuccess);
+        EXPECT_EQ(SetOne(key, u"v"), kErrorSuccess);
+        registry().CloseKey(key);
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(Narrow(c.writePath));
-        RegKey key = nullptr;
-        ASSERT_EQ(registry().CreateKey(c.writeRoot, c.writePath.c_str(), kKeyAllAccess, &key),
-                  kErrorSuccess);
-        const std::string bytes = Utf16Bytes(c.writePath, true);
-        ASSERT_EQ(registry().SetValue(key, nullptr, kRegSz, bytes.data(),
-                                      static_cast<std::uint32_t>(bytes.size())),
-                  kErrorSuccess);
-        registry().CloseKey(key);
-
-        ASSERT_EQ(registry().OpenKey(c.readRoot, c.readPath.c_str(), kKeyQueryValue, &key),
-                  kErrorSuccess);
-        std::string read(512, '\0');
-        std::uint32_t size = static_cast<std::uint32_t>(read.size());
-        EXPECT_EQ(registry().QueryValue(key, nullptr, nullptr, read.data(), &size), kErrorSuccess);
-        read.resize(size);
-        EXPECT_EQ(read, bytes);
-        registry().CloseKey(key);
-    }
-
-    // Both keys enumerate below the class through either root.
+    write(kHkeyLocalMachine, machinePath + u"\\ViaMachine");
+    write(kHkeyClassesRoot, unique + u"\\ViaClasses");
     for (RegKey root : {kHkeyClassesRoot, kHkeyLocalMachine}) {
+        const std::u16string path = root == kHkeyClassesRoot ? unique : machinePath;
         RegKey key = nullptr;
-        ASSERT_EQ(
-            registry().OpenKey(root, (root == kHkeyClassesRoot ? unique : machinePath).c_str(),
-                               kKeyEnumerateSubKeys, &key),
-            kErrorSuccess);
+        ASSERT_EQ(registry().OpenKey(root, path.c_str(), kKeyRead, &key), kErrorSuccess);
         Names names;
         char16_t name[64];
         for (std::uint32_t index = 0;; ++index) {
             std::uint32_t chars = 64;
             if (registry().EnumKey(key, index, name, &chars) != kErrorSuccess) break;
             names.emplace_back(name, chars);
+            RegKey child = nullptr;
+            ASSERT_EQ(registry().OpenKey(key, names.back().c_str(), kKeyQueryValue, &child),
+                      kErrorSuccess);
+            std::uint32_t value = 0, size = 4;
+            EXPECT_EQ(registry().QueryValue(child, u"v", nullptr, &value, &size), kErrorSuccess);
+            EXPECT_EQ(value, 1u);
+            registry().CloseKey(child);
         }
         EXPECT_EQ(names, (Names{u"ViaClasses", u"ViaMachine"}));
         registry().CloseKey(key);

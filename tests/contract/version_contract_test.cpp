@@ -151,11 +151,15 @@ TEST(VersionBlockReader, RefusesBlocksThatAreNotVersionBlocks) {
         const char16_t* query;
         bool found;
     } cases[] = {
+        // A node of a type other than binary or text is refused.
+        {4, std::string(1, '\2'), u"\\", false},
         // A root without the signature is refused; the rest of the block is still readable.
         {signature, std::string(1, '\0'), u"\\", false},
         {signature, std::string(1, '\0'), u"\\VarFileInfo\\Translation", true},
         // A child that claims to reach past its parent ends the search.
         {stringFileInfo, "\xFF\x7F", u"\\VarFileInfo\\Translation", false},
+        // A text counts characters: twice as many bytes must fit in the node.
+        {type - 2, "\x14", u"\\StringFileInfo\\040904B0\\CompanyName", false},
         // A string stored as binary would have its length taken as characters, reaching past it.
         {type, std::string(1, '\0'), u"\\StringFileInfo\\040904B0\\CompanyName", false},
         {type, std::string(1, '\0'), u"\\StringFileInfo\\040904B0\\FileDescription", true},

@@ -62,8 +62,17 @@ struct Machine {
     platform::memory::ScopedMachine scope{machine};
 };
 
-// A source through all the page does with it: delivery, the details of every index from -1 to
-// one past the last, then each action on the index that at picks, writes through the helpers.
+inline bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
+    return true;
+}
+
+// The details of every index from -1 to one past the last, as a page may ask them.
+inline void AllDetails(CVistrelPlugin& source, std::int32_t count) {
+    for (std::int32_t i = -1; i <= count; ++i) source.GetItemDetails(i, &Ignore, nullptr);
+}
+
+// A source through all the page does with it: delivery, every details, then each action on the
+// index that at picks, writes through the helpers.
 inline void Exercise(CVistrelPlugin& source, std::uint8_t at,
                      std::initializer_list<std::int32_t> actions) {
     CreateElevatedHelperSupport();
@@ -71,11 +80,7 @@ inline void Exercise(CVistrelPlugin& source, std::uint8_t at,
         source.EnumerateItems([](std::int32_t, const char16_t* name, CVistrelPlugin*,
                                  CVistrelPlugin*, void*) { return name != nullptr; },
                               true, nullptr);
-    for (std::int32_t i = -1; i <= count; ++i)
-        source.GetItemDetails(
-            i,
-            [](std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) { return true; },
-            nullptr);
+    AllDetails(source, count);
     resultFlags flags;
     for (std::int32_t action : actions) source.DoAction(action, at % (count + 2) - 1, &flags);
     DestroyElevatedHelperSupport();

@@ -7,10 +7,6 @@
 
 namespace {
 
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
 bool OneWord(const std::u16string& word) {
     return word.find_first_of(u" \t\r\n\v\f#") == std::u16string::npos;
 }
@@ -27,6 +23,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const si_host_entry& entry : hosts.items) {
         if (entry.host.empty() || !OneWord(entry.host) || !OneWord(entry.address)) __builtin_trap();
     }
-    for (std::int32_t i = -1; i <= count; ++i) hosts.GetItemDetails(i, &Ignore, nullptr);
+    fuzz::AllDetails(hosts, count);
     return 0;
 }

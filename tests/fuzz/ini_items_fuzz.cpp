@@ -12,10 +12,6 @@ namespace {
 constexpr char16_t kWinIni[] =
     u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\IniFileMapping\\win.ini";
 
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -44,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::int32_t count = leaf->EnumerateItems(nullptr, true, nullptr);
         resultFlags flags;
         for (std::int32_t i = -1; i <= count; ++i) {
-            leaf->GetItemDetails(i, &Ignore, nullptr);
+            leaf->GetItemDetails(i, &fuzz::Ignore, nullptr);
             leaf->DoAction(1, i, &flags);
         }
     }

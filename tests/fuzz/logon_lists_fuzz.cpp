@@ -13,14 +13,10 @@
 
 namespace {
 
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
 template <typename Collector, typename Text>
 void RemoveAndReread(Collector& collector, std::uint8_t removeAt, Text text) {
     const std::int32_t count = collector.EnumerateItems(nullptr, true, nullptr);
-    for (std::int32_t i = -1; i <= count; ++i) collector.GetItemDetails(i, &Ignore, nullptr);
+    fuzz::AllDetails(collector, count);
     if (count <= 0) return;
     const std::int32_t index = removeAt % count;
     std::vector<std::u16string> kept;

@@ -8,12 +8,6 @@
 #include "tools/file_details.h"
 #include "tools/path_resolution.h"
 
-namespace {
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     fuzz::Machine m;
@@ -35,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     PathParts parts;
     SplitPath(text, parts);
-    GetFileDetails(text.c_str(), 0, &Ignore, nullptr, true);
+    GetFileDetails(text.c_str(), 0, &fuzz::Ignore, nullptr, true);
     ResetPathResolutionTables();
     return 0;
 }

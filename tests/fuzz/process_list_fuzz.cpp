@@ -8,14 +8,9 @@
 
 namespace {
 
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
 bool Walk(std::int32_t, const char16_t*, CVistrelPlugin* child, CVistrelPlugin*, void*) {
     if (child == nullptr) return true;
-    const std::int32_t count = child->EnumerateItems(&Walk, true, nullptr);
-    for (std::int32_t i = -1; i <= count; ++i) child->GetItemDetails(i, &Ignore, nullptr);
+    fuzz::AllDetails(*child, child->EnumerateItems(&Walk, true, nullptr));
     return true;
 }
 
@@ -45,8 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CreateElevatedHelperSupport();
     {
         CVistrelProcProcesses list;
-        const std::int32_t count = list.EnumerateItems(&Walk, true, nullptr);
-        for (std::int32_t i = -1; i <= count; ++i) list.GetItemDetails(i, &Ignore, nullptr);
+        fuzz::AllDetails(list, list.EnumerateItems(&Walk, true, nullptr));
     }
     DestroyElevatedHelperSupport();
     return 0;

@@ -9,7 +9,6 @@
 #include "collectors/shell/ie_menu_extensions.h"
 #include "collectors/shell/shell_extensions.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "tools/elevation_support.h"
 
 namespace {
 
@@ -31,14 +30,6 @@ constexpr const char16_t* kUnitPlaces[][2] = {{u"", u""},
                                               {u"\\DownloadInformation", u"INF"},
                                               {u"\\DownloadInformation", u"OSD"},
                                               {u"\\InstalledVersion", u"LastModified"}};
-
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
-bool CountEntry(std::int32_t, const char16_t* name, CVistrelPlugin*, CVistrelPlugin*, void*) {
-    return name != nullptr;
-}
 
 }  // namespace
 
@@ -79,19 +70,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
     // Remove reaches the registry through the plug-in's helper support, as on the page.
-    CreateElevatedHelperSupport();
     std::unique_ptr<CVistrelPlugin> sources[] = {std::make_unique<CVistrelIEBHO>(),
                                                  std::make_unique<CVistrelIEMenuExt>(),
                                                  std::make_unique<CVistrelIEDownloadedActiveX>(),
                                                  std::make_unique<CVistrelWEShellExtensions>(),
                                                  std::make_unique<CVistrelWEShellExecHooks>()};
-    for (auto& source : sources) {
-        const std::int32_t count = source->EnumerateItems(&CountEntry, true, nullptr);
-        for (std::int32_t i = -1; i <= count; ++i) source->GetItemDetails(i, &Ignore, nullptr);
-        resultFlags flags;
-        source->DoAction(CVistrelRegistryCollector::kActionRemove,
-                         count < 0 ? -1 : removeAt % (count + 2) - 1, &flags);
-    }
-    DestroyElevatedHelperSupport();
+    for (auto& source : sources)
+        fuzz::Exercise(*source, removeAt, {CVistrelRegistryCollector::kActionRemove});
     return 0;
 }

@@ -5,7 +5,6 @@
 #include "collectors/autostart/services.h"
 #include "collectors/autostart/winsock.h"
 #include "tests/fuzz/fuzz_support.h"
-#include "tools/elevation_support.h"
 
 namespace {
 
@@ -15,21 +14,6 @@ constexpr char16_t kEntries[] =
     u"Catalog_Entries";
 const char16_t* const kNames[] = {u"ImagePath", u"Type", u"DisplayName", u"Start",
                                   u"PackedCatalogItem"};
-
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-
-bool CountEntry(std::int32_t, const char16_t* name, CVistrelPlugin*, CVistrelPlugin*, void*) {
-    return name != nullptr;
-}
-
-void Exercise(CVistrelPlugin& source, std::uint8_t removeAt) {
-    const std::int32_t count = source.EnumerateItems(&CountEntry, true, nullptr);
-    for (std::int32_t i = -1; i <= count; ++i) source.GetItemDetails(i, &Ignore, nullptr);
-    resultFlags flags;
-    source.DoAction(2, removeAt % (count + 2) - 1, &flags);
-}
 
 }  // namespace
 
@@ -46,13 +30,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::uint32_t type = input.Byte() % 5;
         m.machine.SetRaw(platform::kHkeyLocalMachine, key, name, type, input.Bytes(4));
     }
-    CreateElevatedHelperSupport();
     CVistrelServices_Process processes;
     CVistrelServices_Driver drivers;
     CVistrelWinsock winsock;
-    Exercise(processes, removeAt);
-    Exercise(drivers, removeAt);
-    Exercise(winsock, removeAt);
-    DestroyElevatedHelperSupport();
+    for (CVistrelPlugin* source :
+         {static_cast<CVistrelPlugin*>(&processes), static_cast<CVistrelPlugin*>(&drivers),
+          static_cast<CVistrelPlugin*>(&winsock)})
+        fuzz::Exercise(*source, removeAt, {CVistrelRegistryCollector::kActionRemove});
     return 0;
 }

@@ -6,12 +6,6 @@
 #include "tests/fuzz/fuzz_support.h"
 #include "tools/file_details.h"
 
-namespace {
-bool Ignore(std::int32_t, std::int32_t, const char16_t*, std::int32_t, void*) {
-    return true;
-}
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const std::u16string query = input.Text();
@@ -31,6 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::Machine m;
     m.machine.AddFile(u"C:\\app\\tool.exe", "MZ");
     m.machine.SetVersionBlock(u"C:\\app\\tool.exe", block);
-    GetFileDetails(u"C:\\app\\tool.exe /quiet", 0, &Ignore, nullptr, false);
+    GetFileDetails(u"C:\\app\\tool.exe /quiet", 0, &fuzz::Ignore, nullptr, false);
     return 0;
 }

@@ -12,12 +12,8 @@
 namespace offline_test {
 namespace {
 
-void Put32(std::string& bytes, std::size_t at, std::uint32_t value) {
-    for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(value >> (8 * i) & 0xFF);
-}
-void Put16(std::string& bytes, std::size_t at, std::uint16_t value) {
-    bytes[at] = static_cast<char>(value & 0xFF);
-    bytes[at + 1] = static_cast<char>(value >> 8);
+void Put(std::string& bytes, std::size_t at, std::uint32_t value, int width = 4) {
+    for (int i = 0; i < width; ++i) bytes[at + i] = static_cast<char>(value >> (8 * i) & 0xFF);
 }
 
 std::u16string Widen(const std::string& utf8) {
@@ -69,64 +65,49 @@ std::string WithParents(const std::string& regText, const std::string& prefix) {
 }  // namespace
 
 bool WriteEmptyHive(const std::string& path) {
-    constexpr std::size_t kBase = 4096, kBin = 4096;
+    constexpr std::uint32_t kBase = 4096, kBin = 4096;
     std::string hive(kBase + kBin, '\0');
-    // Base block: signature, equal sequence numbers (a clean hive), version 1.3, primary file,
-    // root cell offset and bin size, then the XOR checksum of the first 508 bytes.
-    hive.replace(0, 4, "regf");
-    Put32(hive, 4, 1);
-    Put32(hive, 8, 1);
-    Put32(hive, 20, 1);
-    Put32(hive, 24, 3);
-    Put32(hive, 28, 0);
-    Put32(hive, 32, 1);
-    Put32(hive, 40, kBin);
-    Put32(hive, 44, 1);
     // Cells follow each other without gaps: the root key, its security cell, one free cell.
     const std::string name = "ROOT";
     const std::uint32_t rootCell = 0x20;
     const std::uint32_t nkSize = (4 + 0x4C + static_cast<std::uint32_t>(name.size()) + 7) & ~7u;
     const std::uint32_t securityCell = rootCell + nkSize;
-    Put32(hive, 36, rootCell);
+    // Base block: signature, equal sequence numbers (a clean hive), version 1.3, primary file,
+    // root cell offset and bin size, then the XOR checksum of the first 508 bytes.
+    hive.replace(0, 4, "regf");
+    const std::uint32_t header[][2] = {{4, 1},  {8, 1},         {20, 1},    {24, 3}, {28, 0},
+                                       {32, 1}, {36, rootCell}, {40, kBin}, {44, 1}};
+    for (const auto& [at, value] : header) Put(hive, at, value);
     std::uint32_t sum = 0;
-    for (std::size_t i = 0; i < 508; i += 4)
-        sum ^= static_cast<std::uint32_t>(static_cast<unsigned char>(hive[i])) |
-               static_cast<unsigned char>(hive[i + 1]) << 8 |
-               static_cast<unsigned char>(hive[i + 2]) << 16 |
-               static_cast<std::uint32_t>(static_cast<unsigned char>(hive[i + 3])) << 24;
-    Put32(hive, 508, sum);
+    for (std::size_t i = 0; i < 508; ++i)
+        sum ^= static_cast<std::uint32_t>(static_cast<unsigned char>(hive[i])) << (8 * (i % 4));
+    Put(hive, 508, sum);
 
     const std::size_t bin = kBase;
     hive.replace(bin, 4, "hbin");
-    Put32(hive, bin + 4, 0);
-    Put32(hive, bin + 8, kBin);
+    Put(hive, bin + 8, kBin);
     const std::size_t nk = bin + rootCell;
-    Put32(hive, nk, static_cast<std::uint32_t>(-static_cast<std::int32_t>(nkSize)));
+    Put(hive, nk, static_cast<std::uint32_t>(-static_cast<std::int32_t>(nkSize)));
     hive.replace(nk + 4, 2, "nk");
-    Put16(hive, nk + 4 + 0x02, 0x2C);  // hive entry, no delete, compressed name
-    Put32(hive, nk + 4 + 0x10, 0xFFFFFFFF);
-    Put32(hive, nk + 4 + 0x1C, 0xFFFFFFFF);
-    Put32(hive, nk + 4 + 0x20, 0xFFFFFFFF);
-    Put32(hive, nk + 4 + 0x28, 0xFFFFFFFF);
-    Put32(hive, nk + 4 + 0x2C, securityCell);
-    Put32(hive, nk + 4 + 0x30, 0xFFFFFFFF);
-    Put16(hive, nk + 4 + 0x48, static_cast<std::uint16_t>(name.size()));
+    Put(hive, nk + 4 + 0x02, 0x2C, 2);  // hive entry, no delete, compressed name
+    for (std::size_t at : {0x10, 0x1C, 0x20, 0x28, 0x30}) Put(hive, nk + 4 + at, 0xFFFFFFFF);
+    Put(hive, nk + 4 + 0x2C, securityCell);
+    Put(hive, nk + 4 + 0x48, static_cast<std::uint32_t>(name.size()), 2);
     hive.replace(nk + 4 + 0x4C, name.size(), name);
 
     const std::size_t sk = bin + securityCell;
     // A self-relative security descriptor with no owner, group or lists.
     const std::uint32_t descriptorBytes = 20;
     const std::uint32_t skSize = (4 + 0x14 + descriptorBytes + 7) & ~7u;
-    Put32(hive, sk, static_cast<std::uint32_t>(-static_cast<std::int32_t>(skSize)));
+    Put(hive, sk, static_cast<std::uint32_t>(-static_cast<std::int32_t>(skSize)));
     hive.replace(sk + 4, 2, "sk");
-    Put32(hive, sk + 4 + 0x04, securityCell);
-    Put32(hive, sk + 4 + 0x08, securityCell);
-    Put32(hive, sk + 4 + 0x0C, 1);
-    Put32(hive, sk + 4 + 0x10, descriptorBytes);
+    const std::uint32_t security[][2] = {
+        {0x04, securityCell}, {0x08, securityCell}, {0x0C, 1}, {0x10, descriptorBytes}};
+    for (const auto& [at, value] : security) Put(hive, sk + 4 + at, value);
     hive[sk + 4 + 0x14] = 1;
-    Put16(hive, sk + 4 + 0x16, 0x8000);
+    Put(hive, sk + 4 + 0x16, 0x8000, 2);
     const std::size_t freeCell = sk + skSize;
-    Put32(hive, freeCell, static_cast<std::uint32_t>(bin + kBin - freeCell));
+    Put(hive, freeCell, static_cast<std::uint32_t>(bin + kBin - freeCell));
     return WriteText(path, hive);
 }
 

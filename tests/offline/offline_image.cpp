@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -16,24 +15,6 @@ namespace {
 
 constexpr char kSystemIni[] = "[boot]\r\n; comment\r\n shell = explorer.exe \r\n[Other]\r\nx=1\r\n";
 
-std::string Escaped(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        if (c == '\\' || c == '"') out += '\\';
-        out += c;
-    }
-    return out;
-}
-
-std::string Utf16(const std::string& ascii) {
-    std::string out;
-    for (char c : ascii) {
-        out += c;
-        out += '\0';
-    }
-    return out + std::string(2, '\0');
-}
-
 std::string Replace(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t at = text.find(from); at != std::string::npos;
          at = text.find(from, at + to.size()))
@@ -43,105 +24,95 @@ std::string Replace(std::string text, const std::string& from, const std::string
 
 }  // namespace
 
-RegText& RegText::Key(const std::string& path) {
-    text_ += "\n[" + path + "]\n";
-    return *this;
-}
-RegText& RegText::Sz(const std::string& name, const std::string& text) {
-    text_ += (name.empty() ? "@" : "\"" + Escaped(name) + "\"") + "=\"" + Escaped(text) + "\"\n";
-    return *this;
-}
-RegText& RegText::ExpandSz(const std::string& name, const std::string& text) {
-    return Hex(name, 2, Utf16(text));
-}
-RegText& RegText::Dword(const std::string& name, std::uint32_t value) {
-    char hex[16];
-    std::snprintf(hex, sizeof hex, "%08x", value);
-    text_ += "\"" + Escaped(name) + "\"=dword:" + hex + "\n";
-    return *this;
-}
-RegText& RegText::Hex(const std::string& name, std::uint32_t type, const std::string& bytes) {
-    char head[16];
-    std::snprintf(head, sizeof head, "hex(%x):", type);
-    text_ += (name.empty() ? "@" : "\"" + Escaped(name) + "\"") + "=" + head;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        char byte[4];
-        std::snprintf(byte, sizeof byte, "%02x", static_cast<unsigned char>(bytes[i]));
-        text_ += (i ? "," : "") + std::string(byte);
-    }
-    text_ += "\n";
-    return *this;
-}
-
 ImageContents StandardContents() {
-    const std::string lm = "HKEY_LOCAL_MACHINE\\SYSTEM";
-    const std::string services = lm + "\\ControlSet002\\Services\\";
-    RegText system;
-    system.Key(lm + "\\Select").Dword("Current", 2).Dword("Default", 2);
-    system.Key(lm + "\\ControlSet001\\Services\\Stale")
-        .Sz("ImagePath", "C:\\old\\stale.exe")
-        .Dword("Start", 2)
-        .Dword("Type", 16);
-    system.Key(lm + "\\ControlSet002\\Control\\Session Manager\\Environment")
-        .Sz("OS", "Windows_NT")
-        .ExpandSz("Path", "%SystemRoot%\\system32;%SystemRoot%")
-        .ExpandSz("TOOLS", "%ProgramFiles%\\Tools");
-    system.Key(services + "Alpha")
-        .Sz("DisplayName", "Alpha Service")
-        .Sz("ImagePath", "\"C:\\Program Files\\App\\app.exe\" -service")
-        .Dword("Start", 2)
-        .Dword("Type", 16);
-    system.Key(services + "beep")
-        .ExpandSz("ImagePath", "\\SystemRoot\\System32\\drivers\\beep.sys")
-        .Dword("Start", 1)
-        .Dword("Type", 1);
-    system.Key(services + "Gamma")
-        .ExpandSz("DisplayName", "%SystemRoot%")
-        .ExpandSz("ImagePath", "%SystemRoot%\\System32\\svchost.exe -k netsvcs")
-        .Dword("Start", 3)
-        .Dword("Type", 32);
-    system.Key(services + "NoType").Sz("ImagePath", "C:\\x.exe");
-    system.Key(services + "TextStart")
-        .Sz("ImagePath", "c:\\PROGRAM FILES\\app\\APP.EXE")
-        .Sz("Start", "2")
-        .Dword("Type", 16);
+    return {R"(Windows Registry Editor Version 5.00
 
-    const std::string sw = "HKEY_LOCAL_MACHINE\\SOFTWARE";
-    RegText software;
-    software.Key(sw + "\\Classes\\CLSID\\{00000000-0000-0000-0000-000000000001}\\InprocServer32")
-        .Sz("", "C:\\Program Files\\App\\app.exe")
-        .Sz("ThreadingModel", "Both");
-    software.Key(sw + "\\Classes\\txtfil\xC5\x9C\\shell\\open\\command")
-        .ExpandSz("", "%SystemRoot%\\system32\\NOTEPAD.EXE %1");
-    software.Key(sw + "\\Microsoft\\Windows NT\\CurrentVersion")
-        .Dword("CurrentMajorVersionNumber", 10)
-        .Dword("CurrentMinorVersionNumber", 0)
-        .Sz("SystemRoot", "C:\\Windows");
-    software.Key(sw + "\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList")
-        .ExpandSz("ProgramData", "%SystemDrive%\\ProgramData");
-    software.Key(sw + "\\Microsoft\\Windows\\CurrentVersion")
-        .Sz("CommonFilesDir", "C:\\Program Files\\Common Files")
-        .Sz("ProgramFilesDir", "C:\\Program Files");
-    software.Key(sw + "\\Microsoft\\Windows\\CurrentVersion\\Run")
-        .Sz("App", "\"C:\\Program Files\\App\\app.exe\" /tray")
-        .ExpandSz("Beep", "%windir%\\System32\\drivers\\beep.sys")
-        .Sz("Missing", "C:\\nowhere\\gone.exe")
-        .Hex("Number", 4, std::string("\x01\0\0\0", 4));
-    software.Key(sw + "\\Microsoft\\Windows\\CurrentVersion\\RunOnce")
-        .Sz("Lower", "c:\\program files\\app\\app.exe");
+[HKEY_LOCAL_MACHINE\SYSTEM\Select]
+"Current"=dword:00000002
+"Default"=dword:00000002
 
-    const std::string cu = "HKEY_CURRENT_USER";
-    RegText user;
-    user.Key(cu + "\\Environment").ExpandSz("TEMP", "%USERPROFILE%\\Temp");
-    user.Key(cu + "\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders")
-        .ExpandSz("Startup", "%USERPROFILE%\\Start");
-    user.Key(cu + "\\Software\\Microsoft\\Windows\\CurrentVersion\\Run")
-        .Sz("Mine", "C:\\Users\\alice\\tool.exe")
-        .Sz("", "default value");
-    RegText classes;
-    classes.Key(cu + "\\Software\\Classes\\userfile\\shell\\open\\command")
-        .Sz("", "C:\\Users\\alice\\tool.exe %1");
-    return {system.text(), software.text(), user.text(), classes.text()};
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet001\Services\Stale]
+"ImagePath"="C:\\old\\stale.exe"
+"Start"=dword:00000002
+"Type"=dword:00000010
+
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet002\Control\Session Manager\Environment]
+"OS"="Windows_NT"
+"Path"=str(2):"%SystemRoot%\\system32;%SystemRoot%"
+"TOOLS"=str(2):"%ProgramFiles%\\Tools"
+
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet002\Services\Alpha]
+"DisplayName"="Alpha Service"
+"ImagePath"="\"C:\\Program Files\\App\\app.exe\" -service"
+"Start"=dword:00000002
+"Type"=dword:00000010
+
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet002\Services\beep]
+"ImagePath"=str(2):"\\SystemRoot\\System32\\drivers\\beep.sys"
+"Start"=dword:00000001
+"Type"=dword:00000001
+
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet002\Services\Gamma]
+"DisplayName"=str(2):"%SystemRoot%"
+"ImagePath"=str(2):"%SystemRoot%\\System32\\svchost.exe -k netsvcs"
+"Start"=dword:00000003
+"Type"=dword:00000020
+
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet002\Services\NoType]
+"ImagePath"="C:\\x.exe"
+
+[HKEY_LOCAL_MACHINE\SYSTEM\ControlSet002\Services\TextStart]
+"ImagePath"="c:\\PROGRAM FILES\\app\\APP.EXE"
+"Start"="2"
+"Type"=dword:00000010
+)",
+            R"(Windows Registry Editor Version 5.00
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Classes\CLSID\{00000000-0000-0000-0000-000000000001}\InprocServer32]
+@="C:\\Program Files\\App\\app.exe"
+"ThreadingModel"="Both"
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Classes\txtfilŜ\shell\open\command]
+@=str(2):"%SystemRoot%\\system32\\NOTEPAD.EXE %1"
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows NT\CurrentVersion]
+"CurrentMajorVersionNumber"=dword:0000000a
+"CurrentMinorVersionNumber"=dword:00000000
+"SystemRoot"="C:\\Windows"
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows NT\CurrentVersion\ProfileList]
+"ProgramData"=str(2):"%SystemDrive%\\ProgramData"
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion]
+"CommonFilesDir"="C:\\Program Files\\Common Files"
+"ProgramFilesDir"="C:\\Program Files"
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\Run]
+"App"="\"C:\\Program Files\\App\\app.exe\" /tray"
+"Beep"=str(2):"%windir%\\System32\\drivers\\beep.sys"
+"Missing"="C:\\nowhere\\gone.exe"
+"Number"=hex(4):01,00,00,00
+
+[HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\CurrentVersion\RunOnce]
+"Lower"="c:\\program files\\app\\app.exe"
+)",
+            R"(Windows Registry Editor Version 5.00
+
+[HKEY_CURRENT_USER\Environment]
+"TEMP"=str(2):"%USERPROFILE%\\Temp"
+
+[HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Explorer\User Shell Folders]
+"Startup"=str(2):"%USERPROFILE%\\Start"
+
+[HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Run]
+"Mine"="C:\\Users\\alice\\tool.exe"
+@="default value"
+)",
+            R"(Windows Registry Editor Version 5.00
+
+[HKEY_CURRENT_USER\Software\Classes\userfile\shell\open\command]
+@="C:\\Users\\alice\\tool.exe %1"
+)"};
 }
 
 std::string AppVersionBlock() {

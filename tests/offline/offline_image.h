@@ -9,20 +9,7 @@
 
 namespace offline_test {
 
-// Builds .reg text: a key header, then its values.
-class RegText {
-  public:
-    RegText& Key(const std::string& path);
-    RegText& Sz(const std::string& name, const std::string& text);
-    RegText& ExpandSz(const std::string& name, const std::string& text);
-    RegText& Dword(const std::string& name, std::uint32_t value);
-    RegText& Hex(const std::string& name, std::uint32_t type, const std::string& bytes);
-    const std::string& text() const { return text_; }
-
-  private:
-    std::string text_ = "Windows Registry Editor Version 5.00\n";
-};
-
+// .reg text of each hive.
 struct ImageContents {
     std::string system;       // keys under HKEY_LOCAL_MACHINE\SYSTEM
     std::string software;     // keys under HKEY_LOCAL_MACHINE\SOFTWARE

@@ -74,19 +74,12 @@ std::uint32_t Low(const std::array<std::uint16_t, 4>& v) {
 
 std::string BuildVersionBlock(const VersionBlockContents& contents) {
     std::string fixed;
-    Put32(fixed, 0xFEEF04BDu);
-    Put32(fixed, 0x00010000u);
-    Put32(fixed, High(contents.fileVersion));
-    Put32(fixed, Low(contents.fileVersion));
-    Put32(fixed, High(contents.productVersion));
-    Put32(fixed, Low(contents.productVersion));
-    Put32(fixed, contents.fileFlagsMask);
-    Put32(fixed, contents.fileFlags);
-    Put32(fixed, contents.fileOs);
-    Put32(fixed, contents.fileType);
-    Put32(fixed, contents.fileSubtype);
-    Put32(fixed, 0);  // date, most significant part
-    Put32(fixed, 0);  // date, least significant part
+    // Signature, structure version, versions, flags, system, type; the date stays zero.
+    for (std::uint32_t field :
+         {0xFEEF04BDu, 0x00010000u, High(contents.fileVersion), Low(contents.fileVersion),
+          High(contents.productVersion), Low(contents.productVersion), contents.fileFlagsMask,
+          contents.fileFlags, contents.fileOs, contents.fileType, contents.fileSubtype, 0u, 0u})
+        Put32(fixed, field);
 
     std::vector<std::string> sections;
     if (!contents.tables.empty()) {
@@ -107,11 +100,6 @@ std::string BuildVersionBlock(const VersionBlockContents& contents) {
     }
     return Node(u"VS_VERSION_INFO", kBinary, fixed, static_cast<std::uint16_t>(fixed.size()),
                 sections);
-}
-
-std::array<std::uint16_t, 4> SplitVersion(std::uint32_t ms, std::uint32_t ls) {
-    return {static_cast<std::uint16_t>(ms >> 16), static_cast<std::uint16_t>(ms & 0xFFFF),
-            static_cast<std::uint16_t>(ls >> 16), static_cast<std::uint16_t>(ls & 0xFFFF)};
 }
 
 }  // namespace testsupport

@@ -34,7 +34,4 @@ struct VersionBlockContents {
 // The whole block; its first word is its length.
 std::string BuildVersionBlock(const VersionBlockContents& contents);
 
-// The four 16-bit parts of a version as the fixed file info stores them, most significant first.
-std::array<std::uint16_t, 4> SplitVersion(std::uint32_t ms, std::uint32_t ls);
-
 }  // namespace testsupport
