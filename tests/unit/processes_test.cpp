@@ -2,6 +2,8 @@
 // the image path each one gets, the statuses of a process without modules, and the ANSI
 // toolhelp functions of old systems.
 
+#include <functional>
+
 #include "processes/proc_processes.h"
 #include "tests/unit/tools_test_support.h"
 #include "tools/file_details.h"
@@ -164,48 +166,42 @@ TEST_F(ProcessesTest, ImagePathIsTheNamedModuleTheLastOneTheHelpersOrAGuessedNam
 }
 
 TEST_F(ProcessesTest, WayAndVariantFollowTheSystemAndItsLibraries) {
-    struct Case {
-        const char* what;
-        bool ansi = false;  // the top bit of GetVersion
-        std::uint32_t major = 10, platformId = 2, localeCodePage = 1252, acp = 1252;
-        const char* missing = nullptr;
-        const char16_t* unloadable = nullptr;
-        bool failSnapshot = false, longName = false;
-        std::vector<std::u16string> names = {};
-    };
     const std::u16string longName = std::u16string(300, u'n');
-    const std::vector<std::u16string> both = {u"snap.exe", u"caf\u00e9.exe"};
-    const Case cases[] = {
-        {.what = "wide", .names = both},
-        {.what = "NT 4: the helper's ids and paths",
-         .major = 4,
-         .names = {u"image.exe", u"caf\u00e9.exe"}},
-        {.what = "9x numbered 4 isn't NT", .major = 4, .platformId = 1, .names = both},
-        {.what = "no wide functions", .missing = "Process32FirstW"},
-        {.what = "ANSI without wide functions",
-         .ansi = true,
-         .missing = "Process32FirstW",
-         .names = both},
-        {.what = "ANSI functions missing", .ansi = true, .missing = "Process32First"},
-        {.what = "ANSI, no locale code page: GetACP",
-         .ansi = true,
-         .localeCodePage = 0,
-         .acp = 65001,
-         .names = both},
-        {.what = "ANSI, the locale's code page first",
-         .ansi = true,
-         .acp = 65001,
-         .names = {u"snap.exe", u"caf\u00c3\u00a9.exe"}},
-        {.what = "ANSI cuts a name that fills its field",
-         .ansi = true,
-         .longName = true,
-         .names = {u"snap.exe", u"caf\u00e9.exe", longName.substr(0, 259)}},
-        {.what = "no kernel32", .unloadable = u"kernel32.dll"},
-        {.what = "no snapshot function", .missing = "CreateToolhelp32Snapshot"},
-        {.what = "failing snapshot", .failSnapshot = true},
-        {.what = "no psapi", .unloadable = u"psapi.dll", .names = both},
+    const std::vector<std::u16string> both = {u"snap.exe", u"caf\u00e9.exe"}, none;
+    // The top bit of the version word marks a system without the wide functions.
+    const auto ansi = [](Machine& m) { m.SetVersionWord(0xC0000A04u); };
+    const struct {
+        const char* what;
+        std::function<void(Machine&)> setUp;
+        std::vector<std::u16string> names;
+    } cases[] = {
+        {"wide", [](Machine&) {}, both},
+        {"NT 4: the helper's ids and paths",
+         [](Machine& m) { m.SetOsVersion(4, 10); },
+         {u"image.exe", u"caf\u00e9.exe"}},
+        {"9x numbered 4 isn't NT", [](Machine& m) { m.SetOsVersion(4, 10), m.SetPlatformId(1); },
+         both},
+        {"no wide functions",
+         [](Machine& m) { m.RemoveExport(u"kernel32.dll", "Process32FirstW"); }, none},
+        {"ANSI without wide functions",
+         [&](Machine& m) { ansi(m), m.RemoveExport(u"kernel32.dll", "Process32FirstW"); }, both},
+        {"ANSI functions missing",
+         [&](Machine& m) { ansi(m), m.RemoveExport(u"kernel32.dll", "Process32First"); }, none},
+        {"ANSI, no locale code page: GetACP",
+         [&](Machine& m) { ansi(m), m.SetAnsiCodePages(0, 65001); }, both},
+        {"ANSI, the locale's code page first",
+         [&](Machine& m) { ansi(m), m.SetAnsiCodePages(1252, 65001); },
+         {u"snap.exe", u"caf\u00c3\u00a9.exe"}},
+        {"ANSI cuts a name that fills its field",
+         [&](Machine& m) { ansi(m), m.AddProcess(30, Process(longName, {u"C:\\L\\" + longName})); },
+         {u"snap.exe", u"caf\u00e9.exe", longName.substr(0, 259)}},
+        {"no kernel32", [](Machine& m) { m.FailLibraryLoad(u"kernel32.dll"); }, none},
+        {"no snapshot function",
+         [](Machine& m) { m.RemoveExport(u"kernel32.dll", "CreateToolhelp32Snapshot"); }, none},
+        {"failing snapshot", [](Machine& m) { m.FailProcessSnapshot(); }, none},
+        {"no psapi", [](Machine& m) { m.FailLibraryLoad(u"psapi.dll"); }, both},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         Machine m;  // each case on a machine of its own
         platform::memory::ScopedMachine scoped(m);
@@ -214,14 +210,10 @@ TEST_F(ProcessesTest, WayAndVariantFollowTheSystemAndItsLibraries) {
         m.AddProcess(10, Process(u"snap.exe", {u"C:\\S\\snap.exe"}, u"C:\\H\\image.exe"));
         m.AddProcess(20, Process(u"caf\u00e9.exe", {u"C:\\caf\u00e9.exe"}, u"C:\\caf\u00e9.exe"));
         m.AddProcess(21, Process(u"bare.exe", {u"C:\\bare.exe"}, u"bare.exe"));
-        if (c.longName) m.AddProcess(30, Process(longName, {u"C:\\L\\" + longName}));
-        if (c.ansi) m.SetVersionWord(0xC0000A04u);
-        m.SetOsVersion(c.major, 10);
-        m.SetPlatformId(c.platformId);
-        m.SetAnsiCodePages(c.localeCodePage, c.acp);
-        if (c.missing) m.RemoveExport(u"kernel32.dll", c.missing);
-        if (c.unloadable) m.FailLibraryLoad(c.unloadable);
-        if (c.failSnapshot) m.FailProcessSnapshot();
+        m.SetOsVersion(10, 10);
+        m.SetPlatformId(2);
+        m.SetAnsiCodePages(1252, 1252);
+        c.setUp(m);
         {
             CVistrelProcProcesses list;
             std::vector<std::u16string> names = Names(list);
