@@ -82,6 +82,8 @@ TEST_F(ProcessesTest, ProcessWithoutModulesGivesTheStatusOfItsHelper) {
          "CVistrelProcess:EnumerateItems: Requires elevation"},
         {kSnapshotDenied | kQueryDenied, true, 2, true, kEnumAccessDenied,
          "CVistrelProcess:EnumerateItems: Access denied: canElevate=1, isElevated=1"},
+        {kSnapshotDenied | kQueryDenied, false, 2, true, kEnumAccessDenied,
+         "CVistrelProcess:EnumerateItems: Access denied: canElevate=0, isElevated=0"},
         {kSnapshotEmpty, false, 1, true, kEnumAccessDenied,
          "CVistrelProcess:EnumerateItems: Access denied: canElevate=0, isElevated=0"},
         {kSnapshotDenied, false, 3, false, kEnumAccessDenied,
