@@ -14,35 +14,13 @@ namespace {
 
 using testsupport::VersionBlockContents;
 
-struct Line {
-    std::int32_t index;
-    std::int32_t labelId;
-    std::u16string value;
-    bool valueIsNull;
-    std::int32_t flags;
-
-    bool operator==(const Line&) const = default;
-};
-
-void PrintTo(const Line& line, std::ostream* out) {
-    *out << "{" << line.index << ", " << line.labelId << ", \"" << talutils::ToUtf8(line.value)
-         << "\"" << (line.valueIsNull ? " (null)" : "") << ", " << line.flags << "}";
-}
-
-bool CollectLine(std::int32_t index, std::int32_t labelId, const char16_t* value,
-                 std::int32_t flags, void* context) {
-    static_cast<std::vector<Line>*>(context)->push_back(
-        {index, labelId, value ? value : u"", value == nullptr, flags});
-    return true;
-}
-
-Line L(std::int32_t labelId, std::u16string value, std::int32_t index = 7) {
+DetailsLine L(std::int32_t labelId, std::u16string value, std::int32_t index = 7) {
     return {index, labelId, std::move(value), false, 0};
 }
 
 // The lines of a file found with a version block: versions, publisher, description.
-std::vector<Line> Versioned(std::u16string object, std::u16string file, std::u16string path,
-                            std::array<std::u16string, 4> info) {
+std::vector<DetailsLine> Versioned(std::u16string object, std::u16string file, std::u16string path,
+                                   std::array<std::u16string, 4> info) {
     return {L(kDetailsTextObject, object),
             L(kDetailsTextFile, file),
             L(kDetailsTextPath, path),
@@ -63,10 +41,10 @@ class FileDetails : public ToolsTest {
 
     std::int32_t Details(const char16_t* text, bool mayBeWrong = false) {
         lines_.clear();
-        return GetFileDetails(text, 7, &CollectLine, &lines_, mayBeWrong);
+        return GetFileDetails(text, 7, &CollectDetailsLine, &lines_, mayBeWrong);
     }
 
-    std::vector<Line> lines_;
+    std::vector<DetailsLine> lines_;
 };
 
 TEST_F(FileDetails, WithoutVersionBlockTheNoInfoLineEndsTheDetails) {
@@ -94,11 +72,12 @@ TEST_F(FileDetails, WithoutVersionBlockTheNoInfoLineEndsTheDetails) {
     for (const auto& c : cases) {
         SCOPED_TRACE(talutils::ToUtf8(c.text) + (c.mayBeWrong ? " (may be wrong)" : ""));
         EXPECT_EQ(Details(c.text, c.mayBeWrong), 0);
-        std::vector<Line> expected{L(kDetailsTextObject, c.text), L(kDetailsTextFile, c.file),
-                                   L(kDetailsTextPath, c.path), L(kDetailsTextNoFileInfo, c.path)};
+        std::vector<DetailsLine> expected{L(kDetailsTextObject, c.text),
+                                          L(kDetailsTextFile, c.file), L(kDetailsTextPath, c.path),
+                                          L(kDetailsTextNoFileInfo, c.path)};
         if (c.doubtShown)
             expected.insert(expected.begin() + 2,
-                            Line{7, kDetailsTextMaybeWrong, u"", true, kLineDropIfNoLabel});
+                            DetailsLine{7, kDetailsTextMaybeWrong, u"", true, kLineDropIfNoLabel});
         EXPECT_EQ(lines_, expected);
     }
 }

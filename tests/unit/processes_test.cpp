@@ -15,17 +15,6 @@ using Machine = platform::memory::MemoryMachine;
 
 constexpr char16_t kSystem32[] = u"C:\\WINDOWS\\system32\\";
 
-struct Line {
-    std::int32_t labelId;
-    std::u16string value;
-};
-
-bool CollectLine(std::int32_t, std::int32_t labelId, const char16_t* value, std::int32_t,
-                 void* context) {
-    static_cast<std::vector<Line>*>(context)->push_back({labelId, value ? value : u""});
-    return true;
-}
-
 bool CollectName(std::int32_t, const char16_t* name, CVistrelPlugin* child, CVistrelPlugin*,
                  void* context) {
     static_cast<std::vector<std::u16string>*>(context)->push_back(child ? child->GetName() : name);
@@ -158,8 +147,8 @@ TEST_F(ProcessesTest, ImagePathIsTheNamedModuleTheLastOneTheHelpersOrAGuessedNam
         auto list = Read();
         ASSERT_EQ(list->processes.size(), 1u);
         EXPECT_EQ(list->processes[0].path, c.path);
-        std::vector<Line> lines;
-        list->GetItemDetails(0, CollectLine, &lines);
+        std::vector<DetailsLine> lines;
+        list->GetItemDetails(0, CollectDetailsLine, &lines);
         ASSERT_GE(lines.size(), 4u);
         EXPECT_EQ(lines[1].value, c.path);  // the object line
         // Only a guessed name found on disk has the "may be wrong" line, before the path.
