@@ -144,6 +144,12 @@ TEST_F(ToolsTest, InProcessHelperOperations) {
     EXPECT_TRUE(machine_.HasKey(hkcu, u"T"));
     EXPECT_FALSE(machine_.HasKey(hkcu, u"T\\V"));
     EXPECT_TRUE(machine_.ValueNames(hkcu, u"T").empty());
+    // A sub key hidden behind a NUL stops the tree before anything goes: deleting it by its
+    // C name would take the key of the name before the NUL.
+    machine_.AddKey(hkcu, std::u16string(u"N\\k\0x", 6));
+    machine_.AddKey(hkcu, u"N\\k");
+    EXPECT_EQ(helper->Reg_DeleteTree(hkcu, u"N"), platform::kEInvalidArg);
+    EXPECT_TRUE(machine_.HasKey(hkcu, u"N\\k"));
 
     platform::ShellExecuteInfo info{};
     std::uint32_t processId = 99;

@@ -107,21 +107,18 @@ TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
          }},
     };
     for (const auto& [name, operation] : operations) {
-        std::string direct, remote;
-        {
+        std::string out[2];  // in-process, remote
+        for (int remote : {0, 1}) {
             Fixture f;
             IElevatedHelper* helper = nullptr;
-            ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
-            direct = operation(*helper);
+            if (remote)
+                helper = new CRemoteHelper(std::make_unique<Loopback>());
+            else
+                ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
+            out[remote] = operation(*helper);
             helper->Release();
         }
-        {
-            Fixture f;
-            IElevatedHelper* helper = new CRemoteHelper(std::make_unique<Loopback>());
-            remote = operation(*helper);
-            helper->Release();
-        }
-        EXPECT_EQ(remote, direct) << name;
+        EXPECT_EQ(out[1], out[0]) << name;
     }
 }
 
