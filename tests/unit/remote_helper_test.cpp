@@ -54,7 +54,8 @@ std::string Describe(std::int32_t status, const std::vector<std::u16string>& tex
     return text;
 }
 
-using Operation = std::function<std::string(IElevatedHelper&)>;
+using Machine = platform::memory::MemoryMachine;
+using Operation = std::function<std::string(IElevatedHelper&, Machine&)>;
 
 TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
     const platform::RegKey hkcu = kHkeyCurrentUser;
@@ -62,7 +63,7 @@ TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
     // Each group runs its calls in order on a fresh machine; every status and output is kept.
     const std::vector<std::pair<const char*, Operation>> operations = {
         {"registry",
-         [&](IElevatedHelper& h) {
+         [&](IElevatedHelper& h, Machine&) {
              std::vector<std::u16string> keys, names;
              std::vector<std::uint8_t> data{1};
              std::uint32_t type = 9;
@@ -84,7 +85,7 @@ TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
              return out + Describe(h.Reg_OpenTest(hkcu, u"A\\B", platform::kKeyRead));
          }},
         {"processes and files",
-         [&](IElevatedHelper& h) {
+         [&](IElevatedHelper& h, Machine& m) {
              std::vector<std::u16string> modules;
              std::u16string image;
              std::vector<std::uint32_t> ids;
@@ -100,6 +101,8 @@ TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
              info.nShow = 5;
              std::uint32_t id = 77;
              out += Describe(h.Proc_Create(&info, &id), {}, {}, id);
+             for (const platform::memory::StartedProcess& p : m.Started())
+                 out += Describe(p.show, {p.file, p.parameters}, {}, p.mask);
              info.cbSize = 0;
              out += Describe(h.Proc_Create(&info, &id));
              out += Describe(h.File_Delete(u"C:\\x\\a.txt"));
@@ -115,7 +118,7 @@ TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
                 helper = new CRemoteHelper(std::make_unique<Loopback>());
             else
                 ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
-            out[remote] = operation(*helper);
+            out[remote] = operation(*helper, f.machine);
             helper->Release();
         }
         EXPECT_EQ(out[1], out[0]) << name;
