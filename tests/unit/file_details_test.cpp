@@ -14,35 +14,13 @@ namespace {
 
 using testsupport::VersionBlockContents;
 
-struct Line {
-    std::int32_t index;
-    std::int32_t labelId;
-    std::u16string value;
-    bool valueIsNull;
-    std::int32_t flags;
-
-    bool operator==(const Line&) const = default;
-};
-
-void PrintTo(const Line& line, std::ostream* out) {
-    *out << "{" << line.index << ", " << line.labelId << ", \"" << talutils::ToUtf8(line.value)
-         << "\"" << (line.valueIsNull ? " (null)" : "") << ", " << line.flags << "}";
-}
-
-bool CollectLine(std::int32_t index, std::int32_t labelId, const char16_t* value,
-                 std::int32_t flags, void* context) {
-    static_cast<std::vector<Line>*>(context)->push_back(
-        {index, labelId, value ? value : u"", value == nullptr, flags});
-    return true;
-}
-
-Line L(std::int32_t labelId, std::u16string value, std::int32_t index = 7) {
+DetailsLine L(std::int32_t labelId, std::u16string value, std::int32_t index = 7) {
     return {index, labelId, std::move(value), false, 0};
 }
 
 // The lines of a file found with a version block: versions, publisher, description.
-std::vector<Line> Versioned(std::u16string object, std::u16string file, std::u16string path,
-                            std::array<std::u16string, 4> info) {
+std::vector<DetailsLine> Versioned(std::u16string object, std::u16string file, std::u16string path,
+                                   std::array<std::u16string, 4> info) {
     return {L(kDetailsTextObject, object),
             L(kDetailsTextFile, file),
             L(kDetailsTextPath, path),
@@ -63,10 +41,10 @@ class FileDetails : public ToolsTest {
 
     std::int32_t Details(const char16_t* text, bool mayBeWrong = false) {
         lines_.clear();
-        return GetFileDetails(text, 7, &CollectLine, &lines_, mayBeWrong);
+        return GetFileDetails(text, 7, &CollectDetailsLine, &lines_, mayBeWrong);
     }
 
-    std::vector<Line> lines_;
+    std::vector<DetailsLine> lines_;
 };
 
 TEST_F(FileDetails, WithoutVersionBlockTheNoInfoLineEndsTheDetails) {
@@ -94,36 +72,34 @@ TEST_F(FileDetails, WithoutVersionBlockTheNoInfoLineEndsTheDetails) {
     for (const auto& c : cases) {
         SCOPED_TRACE(talutils::ToUtf8(c.text) + (c.mayBeWrong ? " (may be wrong)" : ""));
         EXPECT_EQ(Details(c.text, c.mayBeWrong), 0);
-        std::vector<Line> expected{L(kDetailsTextObject, c.text), L(kDetailsTextFile, c.file),
-                                   L(kDetailsTextPath, c.path), L(kDetailsTextNoFileInfo, c.path)};
+        std::vector<DetailsLine> expected{L(kDetailsTextObject, c.text),
+                                          L(kDetailsTextFile, c.file), L(kDetailsTextPath, c.path),
+                                          L(kDetailsTextNoFileInfo, c.path)};
         if (c.doubtShown)
             expected.insert(expected.begin() + 2,
-                            Line{7, kDetailsTextMaybeWrong, u"", true, kLineDropIfNoLabel});
+                            DetailsLine{7, kDetailsTextMaybeWrong, u"", true, kLineDropIfNoLabel});
         EXPECT_EQ(lines_, expected);
     }
 }
 
-TEST_F(FileDetails, LinkIsFollowedToItsTargetWhileTheObjectStaysTheLink) {
-    VersionBlockContents block;
-    block.fileVersion = {2, 0, 0, 1};
-    block.translations = {{0x0409, 0x04E4}};
-    block.tables = {{0x0409, 0x04E4, {{u"CompanyName", u"Target Maker"}}}};
-    AddFile(u"C:\\apps\\target.exe", block);
+TEST_F(FileDetails, VersionedLinesFollowALinkAndShowNumbersWithoutTranslationTable) {
+    VersionBlockContents linked, untranslated;
+    linked.fileVersion = {2, 0, 0, 1};
+    linked.translations = {{0x0409, 0x04E4}};
+    linked.tables = {{0x0409, 0x04E4, {{u"CompanyName", u"Target Maker"}}}};
+    AddFile(u"C:\\apps\\target.exe", linked);
     machine_.AddLink(u"C:\\Startup\\App.LNK", u"C:\\apps\\target.exe");
+    untranslated.fileVersion = {3, 1, 4, 1};
+    untranslated.productVersion = {3, 1, 0, 0};
+    untranslated.withTranslations = false;
+    untranslated.tables = {{0x0409, 0x04B0, {{u"CompanyName", u"Unreachable"}}}};
+    AddFile(u"C:\\a.dll", untranslated);
+    machine_.ClearTrace();
 
+    // The object stays the link; the rest is its target's.
     EXPECT_EQ(Details(u"C:\\Startup\\App.LNK"), 6);
     EXPECT_EQ(lines_, Versioned(u"C:\\Startup\\App.LNK", u"target.exe", u"C:\\apps\\target.exe",
                                 {u"2.0.0.1", u"0.0.0.0", u"Target Maker", u""}));
-}
-
-TEST_F(FileDetails, BlockWithoutTranslationTableShowsNumbersAndEmptyTexts) {
-    VersionBlockContents block;
-    block.fileVersion = {3, 1, 4, 1};
-    block.productVersion = {3, 1, 0, 0};
-    block.withTranslations = false;
-    block.tables = {{0x0409, 0x04B0, {{u"CompanyName", u"Unreachable"}}}};
-    AddFile(u"C:\\a.dll", block);
-    machine_.ClearTrace();
     EXPECT_EQ(Details(u"C:\\a.dll"), 6);
     EXPECT_EQ(lines_,
               Versioned(u"C:\\a.dll", u"a.dll", u"C:\\a.dll", {u"3.1.4.1", u"3.1.0.0", u"", u""}));
@@ -153,13 +129,6 @@ TEST_F(FileDetails, RecordTakesTheStringsOfTheFirstTranslationPairOnly) {
                   record.SpecialBuild + record.ProductVersion,
               u"cios9.9");
     EXPECT_EQ(record.fileVersion[0], 0);
-}
-
-TEST_F(FileDetails, NullCallbackTouchesNoFile) {
-    machine_.AddFile(u"C:\\x.exe");
-    const int before = machine_.FindFirstCount();
-    EXPECT_EQ(GetFileDetails(u"C:\\x.exe", 0, nullptr, nullptr, true), 0);
-    EXPECT_EQ(machine_.FindFirstCount(), before);
 }
 
 }  // namespace

@@ -54,95 +54,74 @@ std::string Describe(std::int32_t status, const std::vector<std::u16string>& tex
     return text;
 }
 
-using Operation = std::function<std::string(IElevatedHelper&)>;
+using Machine = platform::memory::MemoryMachine;
+using Operation = std::function<std::string(IElevatedHelper&, Machine&)>;
 
 TEST(RemoteHelper, EveryOperationGivesWhatTheInProcessHelperGives) {
     const platform::RegKey hkcu = kHkeyCurrentUser;
     const std::u16string hidden(u"h\0x", 3);
+    // Each group runs its calls in order on a fresh machine; every status and output is kept.
     const std::vector<std::pair<const char*, Operation>> operations = {
-        {"delete key",
-         [&](IElevatedHelper& h) { return Describe(h.Reg_DeleteKey(hkcu, u"T\\Sub")); }},
-        {"delete root", [&](IElevatedHelper& h) { return Describe(h.Reg_DeleteKey(hkcu, u"")); }},
-        {"delete hidden value",
-         [&](IElevatedHelper& h) {
-             const std::int32_t s = h.Reg_DeleteValue(hkcu, u"T", hidden);
-             std::vector<std::u16string> names;
-             h.Reg_EnumValues(hkcu, u"T", names);
-             return Describe(s, names);
-         }},
-        {"set value",
-         [&](IElevatedHelper& h) {
-             const std::int32_t s = h.Reg_SetValue(hkcu, u"New\\K", u"v", "xyz", 3, 3, 1);
-             std::vector<std::uint8_t> data;
-             std::uint32_t type = 0;
-             return Describe(s) +
-                    Describe(h.Reg_QueryValue(hkcu, u"New\\K", u"v", &type, data), {}, data, type);
-         }},
-        {"set value refused",
-         [&](IElevatedHelper& h) {
-             return Describe(h.Reg_SetValue(hkcu, u"T", u"v", nullptr, 4, 3, 0)) +
-                    Describe(h.Reg_SetValue(hkcu, u"T", u"v", "x", -1, 3, 0)) +
-                    Describe(h.Reg_SetValue(hkcu, u"Missing", u"v", "x", 1, 3, 0)) +
-                    Describe(h.Reg_SetValue(hkcu, u"Locked", u"v", "x", 1, 3, 0));
-         }},
-        {"query missing",
-         [&](IElevatedHelper& h) {
+        {"registry",
+         [&](IElevatedHelper& h, Machine&) {
+             std::vector<std::u16string> keys, names;
              std::vector<std::uint8_t> data{1};
              std::uint32_t type = 9;
-             return Describe(h.Reg_QueryValue(hkcu, u"T", u"none", &type, data), {}, data, type);
+             std::string out = Describe(h.Reg_EnumKeys(hkcu, u"T", keys), keys);
+             out += Describe(h.Reg_QueryValue(hkcu, u"T", u"none", &type, data), {}, data, type);
+             out += Describe(h.Reg_OpenTest(hkcu, u"T\\Sub", platform::kKeyRead));
+             out += Describe(h.Reg_DeleteKey(hkcu, u"T\\Sub"));
+             out += Describe(h.Reg_DeleteKey(hkcu, u""));
+             out += Describe(h.Reg_DeleteValue(hkcu, u"T", hidden));
+             out += Describe(h.Reg_EnumValues(hkcu, u"T", names), names);
+             out += Describe(h.Reg_SetValue(hkcu, u"New\\K", u"v", "xyz", 3, 3, 1));
+             out += Describe(h.Reg_QueryValue(hkcu, u"New\\K", u"v", &type, data), {}, data, type);
+             out += Describe(h.Reg_SetValue(hkcu, u"T", u"v", nullptr, 4, 3, 0));
+             out += Describe(h.Reg_SetValue(hkcu, u"T", u"v", "x", -1, 3, 0));
+             out += Describe(h.Reg_SetValue(hkcu, u"Missing", u"v", "x", 1, 3, 0));
+             out += Describe(h.Reg_SetValue(hkcu, u"Locked", u"v", "x", 1, 3, 0));
+             out += Describe(h.Reg_CreateKey(hkcu, u"A\\B"));
+             out += Describe(h.Reg_DeleteTree(hkcu, u"T"));
+             return out + Describe(h.Reg_OpenTest(hkcu, u"A\\B", platform::kKeyRead));
          }},
-        {"enum keys, tree, open test",
-         [&](IElevatedHelper& h) {
-             std::vector<std::u16string> keys;
-             const std::int32_t s = h.Reg_EnumKeys(hkcu, u"T", keys);
-             return Describe(s, keys) + Describe(h.Reg_CreateKey(hkcu, u"A\\B")) +
-                    Describe(h.Reg_DeleteTree(hkcu, u"T")) +
-                    Describe(h.Reg_OpenTest(hkcu, u"T\\Sub", platform::kKeyRead)) +
-                    Describe(h.Reg_OpenTest(hkcu, u"A\\B", platform::kKeyRead));
-         }},
-        {"processes",
-         [&](IElevatedHelper& h) {
+        {"processes and files",
+         [&](IElevatedHelper& h, Machine& m) {
              std::vector<std::u16string> modules;
              std::u16string image;
              std::vector<std::uint32_t> ids;
-             const std::int32_t e = h.Proc_Enum(ids);
-             return Describe(e, {}, {}, static_cast<std::uint32_t>(ids.size())) +
-                    Describe(h.Proc_EnumModules(1234, modules), modules) +
-                    Describe(h.Proc_GetImagePath(1234, image), {image}) +
-                    Describe(h.Proc_Kill(1234)) + Describe(h.Proc_Kill(999)) +
-                    Describe(h.IsElevated());
-         }},
-        {"start and delete files",
-         [&](IElevatedHelper& h) {
+             std::string out = Describe(h.Proc_Enum(ids), {}, {}, std::uint32_t(ids.size()));
+             out += Describe(h.Proc_EnumModules(1234, modules), modules);
+             out += Describe(h.Proc_GetImagePath(1234, image), {image});
+             out += Describe(h.Proc_Kill(1234)) + Describe(h.Proc_Kill(999));
+             out += Describe(h.IsElevated());
              platform::ShellExecuteInfo info;
              info.cbSize = sizeof info;
              info.lpFile = u"regedit.exe";
              info.lpParameters = u"/m";
              info.nShow = 5;
              std::uint32_t id = 77;
-             const std::int32_t s = h.Proc_Create(&info, &id);
+             out += Describe(h.Proc_Create(&info, &id), {}, {}, id);
+             for (const platform::memory::StartedProcess& p : m.Started())
+                 out += Describe(p.show, {p.file, p.parameters}, {}, p.mask);
              info.cbSize = 0;
-             return Describe(s, {}, {}, id) + Describe(h.Proc_Create(&info, &id)) +
-                    Describe(h.File_Delete(u"C:\\x\\a.txt")) +
-                    Describe(h.File_Delete(u"C:\\x\\a.txt"));
+             out += Describe(h.Proc_Create(&info, &id));
+             out += Describe(h.File_Delete(u"C:\\x\\a.txt"));
+             return out + Describe(h.File_Delete(u"C:\\x\\a.txt"));
          }},
     };
     for (const auto& [name, operation] : operations) {
-        std::string direct, remote;
-        {
+        std::string out[2];  // in-process, remote
+        for (int remote : {0, 1}) {
             Fixture f;
             IElevatedHelper* helper = nullptr;
-            ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
-            direct = operation(*helper);
+            if (remote)
+                helper = new CRemoteHelper(std::make_unique<Loopback>());
+            else
+                ASSERT_EQ(CElevatedHelperFactory::CreateInProcessHelper({}, &helper), 0);
+            out[remote] = operation(*helper, f.machine);
             helper->Release();
         }
-        {
-            Fixture f;
-            IElevatedHelper* helper = new CRemoteHelper(std::make_unique<Loopback>());
-            remote = operation(*helper);
-            helper->Release();
-        }
-        EXPECT_EQ(remote, direct) << name;
+        EXPECT_EQ(out[1], out[0]) << name;
     }
 }
 

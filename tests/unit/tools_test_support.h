@@ -5,15 +5,40 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "frame/module_objects.h"
 #include "libs/talelev/elevated_helper.h"
+#include "libs/talutils/text_utils.h"
 #include "platform/memory/memory_machine.h"
 #include "tools/elevation_support.h"
 #include "tools/path_resolution.h"
+
+// One line of an item's details as the details callback hands it over.
+struct DetailsLine {
+    std::int32_t index;
+    std::int32_t labelId;
+    std::u16string value;
+    bool valueIsNull;
+    std::int32_t flags;
+
+    bool operator==(const DetailsLine&) const = default;
+};
+
+inline void PrintTo(const DetailsLine& line, std::ostream* out) {
+    *out << "{" << line.index << ", " << line.labelId << ", \"" << talutils::ToUtf8(line.value)
+         << "\"" << (line.valueIsNull ? " (null)" : "") << ", " << line.flags << "}";
+}
+
+inline bool CollectDetailsLine(std::int32_t index, std::int32_t labelId, const char16_t* value,
+                               std::int32_t flags, void* context) {
+    static_cast<std::vector<DetailsLine>*>(context)->push_back(
+        {index, labelId, value ? value : u"", value == nullptr, flags});
+    return true;
+}
 
 class ToolsTest : public testing::Test {
   protected:
