@@ -70,6 +70,12 @@ TEST(PeVersionResource, DamagedStructuresGiveNoBlock) {
          [=](std::string& s) { Put32(s, tree + kPeDataEntryAt, 0x100); }},
         {"block size past the end",
          [=](std::string& s) { Put32(s, tree + kPeDataEntryAt + 4, 0xFFFFFF00u); }},
+        // Smaller than the file, but one byte past its end from where the block starts.
+        {"block one byte past the end",
+         [=](std::string& s) {
+             Put32(s, tree + kPeDataEntryAt + 4,
+                   static_cast<std::uint32_t>(s.size() - tree - kPeBlockAt + 1));
+         }},
     };
     const std::string good = BuildPeImage(Block());
     ASSERT_FALSE(FindVersionResource(good).empty());
