@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/untrusted_bytes.h"
+
 namespace platform {
 namespace {
 
@@ -11,21 +13,8 @@ constexpr std::uint32_t kResourceDirectoryIndex = 2;
 constexpr std::uint32_t kVersionResourceType = 16;
 constexpr std::uint32_t kSubdirectoryFlag = 0x80000000u;
 
-// Little-endian reads that answer nullopt instead of reading past the end.
-std::optional<std::uint32_t> Read(std::string_view bytes, std::uint64_t at, int width) {
-    if (at > bytes.size() || bytes.size() - at < static_cast<std::uint64_t>(width))
-        return std::nullopt;
-    std::uint32_t value = 0;
-    for (int i = width - 1; i >= 0; --i)
-        value = value << 8 | static_cast<unsigned char>(bytes[static_cast<std::size_t>(at) + i]);
-    return value;
-}
-std::optional<std::uint32_t> Read16(std::string_view bytes, std::uint64_t at) {
-    return Read(bytes, at, 2);
-}
-std::optional<std::uint32_t> Read32(std::string_view bytes, std::uint64_t at) {
-    return Read(bytes, at, 4);
-}
+using bytes::Read16;
+using bytes::Read32;
 
 struct Section {
     std::uint32_t virtualAddress = 0;

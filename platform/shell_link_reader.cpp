@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "platform/untrusted_bytes.h"
+
 namespace platform {
 namespace {
 
@@ -37,34 +39,15 @@ constexpr std::uint32_t kEnvironmentBlockSize = 0x314;
 constexpr std::size_t kEnvironmentAnsiBytes = 260;
 constexpr std::size_t kEnvironmentUnicodeBytes = 520;
 
-// 0x80 to 0x9F of code page 1252; the five holes map to the byte's own value.
-constexpr char16_t k1252High[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                                    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-                                    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-
-// Little-endian reads that answer nullopt instead of reading past the end.
-std::optional<std::uint32_t> Read(std::string_view bytes, std::uint64_t at, int width) {
-    if (at > bytes.size() || bytes.size() - at < static_cast<std::uint64_t>(width))
-        return std::nullopt;
-    std::uint32_t value = 0;
-    for (int i = width - 1; i >= 0; --i)
-        value = value << 8 | static_cast<unsigned char>(bytes[static_cast<std::size_t>(at) + i]);
-    return value;
-}
-std::optional<std::uint32_t> Read16(std::string_view bytes, std::uint64_t at) {
-    return Read(bytes, at, 2);
-}
-std::optional<std::uint32_t> Read32(std::string_view bytes, std::uint64_t at) {
-    return Read(bytes, at, 4);
-}
+using bytes::Read16;
+using bytes::Read32;
 
 // Text up to its first NUL, as the link object hands it out; an odd last byte is no character.
 std::u16string FromAnsi(std::string_view bytes) {
     std::u16string text;
     for (unsigned char c : bytes) {
         if (c == 0) break;
-        text.push_back(c >= 0x80 && c < 0xA0 ? k1252High[c - 0x80] : static_cast<char16_t>(c));
+        text.push_back(bytes::FromCp1252(c));
     }
     return text;
 }

@@ -7,6 +7,7 @@
 
 #include "platform/memory/memory_state.h"
 #include "platform/memory/memory_text.h"
+#include "platform/untrusted_bytes.h"
 
 namespace platform::memory::detail {
 namespace {
@@ -16,18 +17,10 @@ constexpr std::uint32_t kCodePage1252 = 1252;
 constexpr std::uint32_t kCodePageUtf8 = 65001;
 constexpr std::uint32_t kDefaultBuild = 19045;
 
-// 0x80 to 0x9F of code page 1252; the five holes map to the byte's own value, as the system's
-// table does.
-constexpr char16_t k1252High[32] = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                                    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
-                                    0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-
 std::u16string Decode(std::uint32_t codePage, std::string_view bytes) {
     std::u16string out;
     if (codePage == kCodePage1252) {
-        for (unsigned char c : bytes)
-            out.push_back(c >= 0x80 && c < 0xA0 ? k1252High[c - 0x80] : static_cast<char16_t>(c));
+        for (unsigned char c : bytes) out.push_back(bytes::FromCp1252(c));
         return out;
     }
     for (std::size_t i = 0; i < bytes.size();) {
@@ -72,7 +65,7 @@ std::string Encode(std::uint32_t codePage, std::u16string_view text) {
         }
         char mapped = '?';
         for (int i = 0; i < 32; ++i)
-            if (k1252High[i] == c) mapped = static_cast<char>(0x80 + i);
+            if (bytes::kCp1252High[i] == c) mapped = static_cast<char>(0x80 + i);
         out.push_back(mapped);
     }
     return out;
